@@ -1,0 +1,51 @@
+#ifndef VELIN_VELIN_C_H
+#define VELIN_VELIN_C_H
+
+/* Plain C entry of the Velin library, with a stable ABI for hosts not built with the same C++ compiler
+ * (MSVC programs, C#, MATLAB loadlibrary, Python ctypes). No C++ type and no exception crosses it. */
+
+#include <Velin/VelinExport.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Status codes: 0 success, negative failure. */
+#define VELIN_OK 0
+#define VELIN_ERR_NULL_VOLUME (-1)       /* volume pointer is null */
+#define VELIN_ERR_NULL_PLANE (-2)        /* an output plane pointer is null */
+#define VELIN_ERR_BAD_SIZE (-3)          /* numBScans, numAScans or depth is not positive */
+#define VELIN_ERR_SIZE_OVERFLOW (-4)     /* a size product does not fit in 32 bits */
+#define VELIN_ERR_BAD_GAP_SCALE (-5)     /* gapScale is 0, NaN or infinite */
+#define VELIN_ERR_TOO_FEW_BSCANS (-6)    /* fewer than 10 B-scans: nothing was segmented */
+#define VELIN_ERR_NO_BSCAN_FOUND (-7)    /* no B-scan could be segmented; planes untouched */
+#define VELIN_ERR_OUT_OF_MEMORY (-8)
+#define VELIN_ERR_INTERNAL (-9)          /* an unexpected internal failure */
+
+/* Called after each B-scan with the number done so far and the total; must not throw or longjmp. */
+typedef void (*velin_progress_fn)(int done, int total, void* user);
+
+/* Library version, e.g. "0.1.0". */
+VELIN_API const char* velin_version(void);
+
+/* Segments a volume exactly as CVelinLayerSegment::VelinLayerSegment does (same planes, bit for bit), after
+ * checking the arguments. On any status other than VELIN_OK the planes are left untouched. */
+VELIN_API int velin_segment(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
+                            short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
+                            float auxParameter, int optionFlag);
+
+/* As velin_segment, with an optional progress callback (may be null) and an optional count of the B-scans
+ * that were segmented (may be null). */
+VELIN_API int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, int depth,
+                               short* plane1, short* plane2, short* plane3, short* plane4, float gapScale,
+                               float widthSelector, float auxParameter, int optionFlag, velin_progress_fn progress,
+                               void* user, int* bscansSegmented);
+
+/* A one-line English message for a status code; never null. */
+VELIN_API const char* velin_status_message(int status);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
