@@ -1,0 +1,52 @@
+#pragma once
+
+// Volumes as the command-line program reads them from files, in the library's layout.
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace velin {
+namespace io {
+
+/// A volume in the library's layout: sample (b, a, d) at b*numAScans*depth + a*depth + d, depth growing
+/// away from the vitreous.
+struct Volume {
+    int numBScans = 0;
+    int numAScans = 0;
+    int depth = 0;
+    std::vector<std::uint8_t> samples;
+
+    std::string eye;       ///< "OD", "OS" or empty when unknown
+    std::string scanKind;  ///< "macula", "disc" or empty when unknown
+    /// Sample spacing in micrometres along depth, A-scans and B-scans; 0 where unknown.
+    double spacingDepthUm = 0.0;
+    double spacingAScanUm = 0.0;
+    double spacingBScanUm = 0.0;
+};
+
+/// How a float array becomes 8-bit samples.
+enum class ScaleRule { None, MinMax, Clip255, FourthRoot };
+
+struct ReadOptions {
+    /// For .raw (and to override or check other formats): B-scans x A-scans x depth; 0 = not given.
+    int numBScans = 0, numAScans = 0, depth = 0;
+    /// Order of the three axes in a .raw file, slowest first, as letters B, A, D: "BAD" is the library's.
+    std::string layout = "BAD";
+    /// Axes to reverse after reading, as letters among B, A, D (e.g. "D" flips each A-scan).
+    std::string flip;
+    ScaleRule scale = ScaleRule::None;  ///< required for float .npy input
+};
+
+/// A file could not be read as a volume. The message names the file, what was expected and what was found.
+class VolumeFileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Reads .img, .raw, .npy, .tif/.tiff or .vol, chosen by the file name's extension.
+Volume readVolume(const std::string& path, const ReadOptions& options);
+
+}  // namespace io
+}  // namespace velin
