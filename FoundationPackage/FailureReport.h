@@ -23,13 +23,12 @@ void reportFailure(const std::string& text, const char* file, int line);
 }  // namespace Orvan
 
 /// Reports `message` at the current source location and throws std::invalid_argument.
-#define VELIN_INVALID_ARGUMENT(message) \
-    ::Orvan::FoundationPackage::failInvalidArgument((message), __FILE__, __LINE__)
+#define VELIN_INVALID_ARGUMENT(message) ::Orvan::FoundationPackage::failInvalidArgument((message), __FILE__, __LINE__)
 
 /// Precondition check for internal invariants; safe as a single statement (e.g. an unbraced if branch).
-#define REQUIRE(condition)                                                              \
-    do {                                                                                \
-        if (!(condition)) {                                                             \
-            ::Orvan::FoundationPackage::failRequire(#condition, __FILE__, __LINE__);    \
-        }                                                                               \
+#define REQUIRE(condition)                                                           \
+    do {                                                                             \
+        if (!(condition)) {                                                          \
+            ::Orvan::FoundationPackage::failRequire(#condition, __FILE__, __LINE__); \
+        }                                                                            \
     } while (0)

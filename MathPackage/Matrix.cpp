@@ -36,7 +36,8 @@ Matrix::Matrix(std::uint32_t rows_, std::uint32_t columns_) : columns(0), rows(0
 
 Matrix::Matrix(std::uint32_t rows_, std::uint32_t columns_, const std::vector<double>& values)
     : columns(0), rows(0), ownsData(false), data(nullptr) {
-    if (values.size() != std::uint64_t(rows_) * columns_) VELIN_INVALID_ARGUMENT("Matrix::Matrix(): vector has wrong size.");
+    if (values.size() != std::uint64_t(rows_) * columns_)
+        VELIN_INVALID_ARGUMENT("Matrix::Matrix(): vector has wrong size.");
     allocate(rows_, columns_);
     for (std::size_t i = 0; i < values.size(); ++i) data[i] = values[i];
 }

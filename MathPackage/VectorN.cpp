@@ -36,9 +36,7 @@ VectorN::VectorN(std::uint32_t n) : size(0), ownsData(false), data(nullptr) {
 
 VectorN::VectorN(double x, double y, double z) : size(0), ownsData(false), data(nullptr) { set(x, y, z); }
 
-VectorN::VectorN(double x, double y, double z, double w) : size(0), ownsData(false), data(nullptr) {
-    set(x, y, z, w);
-}
+VectorN::VectorN(double x, double y, double z, double w) : size(0), ownsData(false), data(nullptr) { set(x, y, z, w); }
 
 VectorN::VectorN(const VectorN& other) : size(0), ownsData(false), data(nullptr) {
     reallocate(other.size);
