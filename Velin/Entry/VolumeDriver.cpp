@@ -1,0 +1,60 @@
+#include <Velin/VelinDetectorIpp.h>
+
+namespace Orvan {
+namespace Velin {
+namespace {
+
+// Below this many B-scans the volume is treated as a few-scans acquisition.
+constexpr int kFewScansLimit = 10;
+// The consistency passes need at least this many B-scans, and this many successful ones.
+constexpr int kMinScansForConsistency = 3;
+// Neighbourhood argument of the cross-scan correction.
+constexpr int kCrossScanWidth = 2;
+
+}  // namespace
+
+bool VelinDetectorIpp::detectVolume() {
+    boundaryList1.clear();
+    boundaryList2.clear();
+    valueList1.clear();
+    valueList2.clear();
+    filterStageMark = 0;
+    successCount = 0;
+    if (numBScans < kFewScansLimit) fewScansMode = 1;
+
+    if (!setupVolume()) return false;
+
+    for (int b = 0; b < numBScans; ++b) {
+        if (processBScan(b)) ++successCount;
+        if (progressCallback != nullptr) progressCallback(b + 1, numBScans, progressUser);
+    }
+    const bool found = successCount >= 1;
+
+    // Volumes with only one or two good B-scans count as found, but there is too little to make
+    // neighbouring B-scans agree.
+    if (numBScans >= kMinScansForConsistency && successCount >= kMinScansForConsistency) {
+        correctAcrossScans(boundaryList1, kCrossScanWidth);
+        correctAcrossScans(boundaryList2, kCrossScanWidth);
+        refineSurfaces();
+    }
+    return found;
+}
+
+bool VelinDetectorIpp::processBScan(int bscanIndex) {
+    upperTraces.clear();
+    lowerTraces.clear();
+    upperSegments.clear();
+    upperResponses.clear();
+    lowerWeights.clear();
+    candidateLists.clear();
+    filterStageMark = 0;
+
+    const bool segmented = loadBScan(bscanIndex) && runFilterStage() && linkMaskEdges() && buildUpperSegments() &&
+                           refineUpperPoints() && traceBoundaries();
+    // Every B-scan leaves one entry in each result list, so that entry k always belongs to B-scan k.
+    storeResults(bscanIndex);
+    return segmented;
+}
+
+}  // namespace Velin
+}  // namespace Orvan
