@@ -1,0 +1,45 @@
+#pragma once
+
+// Internal helpers shared by the primitive implementations: argument checks in the order every primitive
+// applies them (pointers, region, steps), and row addressing by byte step.
+
+#include <Velin/Image/IppTypes.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace Orvan {
+namespace Ipp {
+namespace detail {
+
+inline bool badSize(IppiSize size) { return size.width < 1 || size.height < 1; }
+
+/// Status of a one-image primitive before it touches anything.
+inline IppStatus checkImage(const void* p, int step, IppiSize size) {
+    if (p == nullptr) return ippStsNullPtrErr;
+    if (badSize(size)) return ippStsSizeErr;
+    if (step < 1) return ippStsStepErr;
+    return ippStsNoErr;
+}
+
+/// Status of a source/destination primitive before it touches anything.
+inline IppStatus checkImages(const void* src, int srcStep, const void* dst, int dstStep, IppiSize size) {
+    if (src == nullptr || dst == nullptr) return ippStsNullPtrErr;
+    if (badSize(size)) return ippStsSizeErr;
+    if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
+    return ippStsNoErr;
+}
+
+/// Row y of an image whose rows are `step` bytes apart. The offset is formed in 64 bits so that large
+/// images never overflow.
+template <typename T>
+inline T* rowAt(T* base, int step, int y) {
+    using Byte = typename std::conditional<std::is_const<T>::value, const std::uint8_t, std::uint8_t>::type;
+    return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) +
+                                static_cast<std::ptrdiff_t>(y) * static_cast<std::ptrdiff_t>(step));
+}
+
+}  // namespace detail
+}  // namespace Ipp
+}  // namespace Orvan
