@@ -3,10 +3,11 @@
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+WIN_BUILD  ?= build-windows
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure build test test-unit test-sanitize demo clean
+.PHONY: all deps configure build test test-unit test-sanitize demo clean windows test-windows
 
 all: build
 
@@ -19,9 +20,25 @@ configure: deps
 build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
-# Every test: unit, integration and command line.
+# Every test: unit, integration and command line; then the Windows build under Wine when the tools exist.
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	@if bash scripts/test-windows.sh --check; then $(MAKE) --no-print-directory test-windows; \
+	else echo "velin: Windows tests skipped (x86_64-w64-mingw32-g++-posix or wine64 missing)"; fi
+
+# velin.dll, its import library and the test programs, cross-built with mingw-w64 into $(WIN_BUILD)/bin.
+# The native capi_plane_dump is built first: the Windows suite compares the DLL's planes with its output.
+windows: configure
+	@cmake --build $(BUILD) -j $(JOBS) --target capi_plane_dump
+	@cmake -S . -B $(WIN_BUILD) -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/mingw-w64-x86_64.cmake \
+	  -DCMAKE_BUILD_TYPE=Release -DVELIN_BUILD_TOOLS=OFF -DVELIN_BUILD_BENCHMARKS=OFF \
+	  -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=$(abspath $(WIN_BUILD))/bin \
+	  -DVELIN_HOST_PLANE_DUMP=$(abspath $(BUILD))/tests/capi/capi_plane_dump >/dev/null
+	@cmake --build $(WIN_BUILD) -j $(JOBS)
+
+# The whole unit and integration suite of the Windows build, run under wine64 in a throw-away prefix.
+test-windows: windows
+	@JOBS=$(JOBS) bash scripts/test-windows.sh $(WIN_BUILD)
 
 # The same suite once more under AddressSanitizer and UndefinedBehaviorSanitizer.
 test-sanitize: deps
@@ -37,4 +54,4 @@ demo: build
 	fi
 
 clean:
-	@rm -rf $(BUILD) $(ASAN_BUILD)
+	@rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD)
