@@ -1,0 +1,85 @@
+#include "io/VolumeFile.h"
+
+#include "io/ReaderSupport.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace velin {
+namespace io {
+
+namespace {
+
+using detail::fail;
+using detail::shapeText;
+
+// A shape given alongside a self-describing file is a check: a mismatch means the user expects another file.
+void checkRequestedShape(const std::string& path, const ReadOptions& options, const Volume& volume) {
+    const bool mismatch = (options.numBScans > 0 && options.numBScans != volume.numBScans) ||
+                          (options.numAScans > 0 && options.numAScans != volume.numAScans) ||
+                          (options.depth > 0 && options.depth != volume.depth);
+    if (mismatch) {
+        auto given = [](int v) { return v > 0 ? std::to_string(v) : std::string("*"); };
+        fail(path, "shape mismatch: expected " + given(options.numBScans) + "x" + given(options.numAScans) + "x" +
+                       given(options.depth) + " (--shape), found " +
+                       shapeText(static_cast<std::uint64_t>(volume.numBScans),
+                                 static_cast<std::uint64_t>(volume.numAScans), static_cast<std::uint64_t>(volume.depth)));
+    }
+}
+
+void reverseAxis(Volume& volume, char axis) {
+    const std::size_t nb = static_cast<std::size_t>(volume.numBScans);
+    const std::size_t na = static_cast<std::size_t>(volume.numAScans);
+    const std::size_t nd = static_cast<std::size_t>(volume.depth);
+    std::vector<std::uint8_t>& s = volume.samples;
+    const auto at = [&](std::size_t b, std::size_t a) { return s.begin() + static_cast<std::ptrdiff_t>((b * na + a) * nd); };
+    if (axis == 'D') {
+        for (std::size_t b = 0; b < nb; ++b)
+            for (std::size_t a = 0; a < na; ++a) std::reverse(at(b, a), at(b, a) + static_cast<std::ptrdiff_t>(nd));
+    } else if (axis == 'A') {
+        for (std::size_t b = 0; b < nb; ++b)
+            for (std::size_t a = 0; a < na / 2; ++a) std::swap_ranges(at(b, a), at(b, a) + static_cast<std::ptrdiff_t>(nd), at(b, na - 1 - a));
+    } else {
+        for (std::size_t b = 0; b < nb / 2; ++b)
+            std::swap_ranges(at(b, 0), at(b, 0) + static_cast<std::ptrdiff_t>(na * nd), at(nb - 1 - b, 0));
+    }
+}
+
+void applyFlips(const std::string& path, const std::string& flip, Volume& volume) {
+    std::string seen;
+    for (char c : flip) {
+        const char axis = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        if ((axis != 'B' && axis != 'A' && axis != 'D') || seen.find(axis) != std::string::npos) {
+            fail(path, "invalid flip '" + flip + "': expected distinct letters among B, A and D");
+        }
+        seen.push_back(axis);
+    }
+    for (char axis : seen) reverseAxis(volume, axis);
+}
+
+}  // namespace
+
+Volume readVolume(const std::string& path, const ReadOptions& options) {
+    const std::string ext = detail::lowerExtension(path);
+    Volume volume;
+    if (ext == ".raw") {
+        volume = detail::readRaw(path, options);
+    } else if (ext == ".img") {
+        volume = detail::readImg(path, options);
+    } else if (ext == ".npy") {
+        volume = detail::readNpyVolume(path, options);
+    } else if (ext == ".tif" || ext == ".tiff") {
+        volume = detail::readTiffStack(path);
+    } else if (ext == ".vol") {
+        volume = detail::readVol(path);
+    } else {
+        fail(path, "unknown volume format: expected the extension .img, .raw, .npy, .tif, .tiff or .vol, found '" +
+                       ext + "'");
+    }
+    checkRequestedShape(path, options, volume);
+    applyFlips(path, options.flip, volume);
+    return volume;
+}
+
+}  // namespace io
+}  // namespace velin
