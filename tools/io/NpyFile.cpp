@@ -310,9 +310,8 @@ NpyArray readNpy(const std::string& path, std::uint64_t maxElements) {
     const std::uint64_t available = size - dataOffset;
     std::uint64_t expected = item;
     for (std::size_t d : array.shape) {
-        if (d != 0 && expected > available / d) {
-            fail(path, "truncated or malformed .npy file: shape " + shapeString(array.shape) + " needs more than the " +
-                           std::to_string(available) + " data bytes found");
+        if (d != 0 && expected > std::numeric_limits<std::uint64_t>::max() / d) {
+            fail(path, "malformed .npy header: expected a shape that fits in memory, found " + shapeString(array.shape));
         }
         expected *= d;
     }
