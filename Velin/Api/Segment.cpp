@@ -1,0 +1,164 @@
+#include <Velin/Api/Segment.h>
+
+#include <Velin/velin_c.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <exception>
+#include <limits>
+#include <new>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace velin {
+namespace {
+
+constexpr int kDepthAlignment = 32;
+constexpr std::int64_t kInt32Max = std::numeric_limits<std::int32_t>::max();
+
+[[noreturn]] void rejectArgument(const std::string& what) {
+    throw std::invalid_argument("velin::segment: " + what);
+}
+
+std::string floatText(float value) {
+    std::ostringstream text;
+    text.precision(9);
+    text << value;
+    return text.str();
+}
+
+void checkSize(const char* name, int value) {
+    if (value <= 0) rejectArgument(std::string(name) + " = " + std::to_string(value) + " is not positive");
+}
+
+void checkArguments(const VolumeView& volume, const Options& options) {
+    if (volume.data == nullptr) rejectArgument("data is null");
+    checkSize("numBScans", volume.numBScans);
+    checkSize("numAScans", volume.numAScans);
+    checkSize("depth", volume.depth);
+
+    // The engine forms every offset into the volume in 32-bit signed arithmetic, on the padded depth.
+    const std::int64_t depth = paddedDepth(volume.depth);
+    const std::int64_t perBScan = static_cast<std::int64_t>(volume.numAScans) * depth;
+    const std::int64_t total = perBScan * volume.numBScans;
+    if (depth > kInt32Max || perBScan > kInt32Max || total > kInt32Max) {
+        std::ostringstream what;
+        what << "numBScans x numAScans x depth = " << volume.numBScans << " x " << volume.numAScans << " x "
+             << volume.depth;
+        if (depth != volume.depth) what << " (depth padded to " << depth << ")";
+        what << " does not fit in 32 bits";
+        rejectArgument(what.str());
+    }
+
+    const float gapScale = options.gapScale;
+    if (gapScale == 0.0f || std::isnan(gapScale) || std::isinf(gapScale))
+        rejectArgument("gapScale = " + floatText(gapScale) + " must be finite and not 0");
+    // The gap limit trunc(100 / gapScale + 0.5) + 5 is a 32-bit integer.
+    const double gapLimit = std::trunc(100.0 / static_cast<double>(gapScale) + 0.5);
+    if (gapLimit < static_cast<double>(std::numeric_limits<std::int32_t>::min()) ||
+        gapLimit > static_cast<double>(kInt32Max - 5))
+        rejectArgument("gapScale = " + floatText(gapScale) + " is too close to 0");
+}
+
+// Copies each A-scan into a block of `padded` samples, zeros below the input's deepest sample.
+std::vector<std::uint8_t> padVolume(const VolumeView& volume, int padded) {
+    const std::size_t aScans = static_cast<std::size_t>(volume.numBScans) * static_cast<std::size_t>(volume.numAScans);
+    const std::size_t depth = static_cast<std::size_t>(volume.depth);
+    std::vector<std::uint8_t> out(aScans * static_cast<std::size_t>(padded), 0);
+    for (std::size_t i = 0; i < aScans; ++i) {
+        const std::uint8_t* from = volume.data + i * depth;
+        std::copy(from, from + depth, out.begin() + static_cast<std::ptrdiff_t>(i * static_cast<std::size_t>(padded)));
+    }
+    return out;
+}
+
+struct ProgressRelay {
+    const ProgressCallback* callback;
+    std::exception_ptr error;
+};
+
+// No exception may cross the C entry, so a throwing callback is remembered and silenced until the end.
+extern "C" void relayProgress(int done, int total, void* user) {
+    auto* relay = static_cast<ProgressRelay*>(user);
+    if (relay->error) return;
+    try {
+        (*relay->callback)(done, total);
+    } catch (...) {
+        relay->error = std::current_exception();
+    }
+}
+
+}  // namespace
+
+int paddedDepth(int depth) {
+    if (depth <= 0) return depth;
+    const std::int64_t rounded =
+        (static_cast<std::int64_t>(depth) + kDepthAlignment - 1) / kDepthAlignment * kDepthAlignment;
+    return rounded > kInt32Max ? std::numeric_limits<int>::max() : static_cast<int>(rounded);
+}
+
+Result segment(const VolumeView& volume, const Options& options) {
+    checkArguments(volume, options);
+
+    Result result;
+    result.numBScans = volume.numBScans;
+    result.numAScans = volume.numAScans;
+    result.engineDepth = paddedDepth(volume.depth);
+
+    // The engine leaves the planes untouched when it segments nothing; start them at "not found".
+    const std::size_t planeSize = static_cast<std::size_t>(volume.numBScans) * static_cast<std::size_t>(volume.numAScans);
+    result.upperDepth.assign(planeSize, -1);
+    result.lowerDepth.assign(planeSize, -1);
+    result.upperValue.assign(planeSize, 0);
+    result.lowerWeight.assign(planeSize, 0);
+
+    std::vector<std::uint8_t> padded;
+    const unsigned char* samples = volume.data;
+    if (result.engineDepth != volume.depth) {
+        padded = padVolume(volume, result.engineDepth);
+        samples = padded.data();
+    }
+
+    ProgressRelay relay{&options.progress, nullptr};
+    const int status = velin_segment_ex(
+        samples, volume.numBScans, volume.numAScans, result.engineDepth, result.upperDepth.data(),
+        result.lowerDepth.data(), result.upperValue.data(), result.lowerWeight.data(), options.gapScale,
+        options.widthSelector, options.auxParameter, options.smoothing, options.progress ? relayProgress : nullptr,
+        options.progress ? &relay : nullptr, &result.bscansSegmented);
+    if (relay.error) std::rethrow_exception(relay.error);
+
+    switch (status) {
+    case VELIN_OK:
+        result.outcome = Outcome::Segmented;
+        break;
+    case VELIN_ERR_TOO_FEW_BSCANS:
+        result.outcome = Outcome::TooFewBScans;
+        result.bscansSegmented = 0;
+        return result;
+    case VELIN_ERR_NO_BSCAN_FOUND:
+        result.outcome = Outcome::NoBScanSegmented;
+        result.bscansSegmented = 0;
+        return result;
+    case VELIN_ERR_OUT_OF_MEMORY:
+        throw std::bad_alloc();
+    case VELIN_ERR_NULL_VOLUME:
+    case VELIN_ERR_NULL_PLANE:
+    case VELIN_ERR_BAD_SIZE:
+    case VELIN_ERR_SIZE_OVERFLOW:
+    case VELIN_ERR_BAD_GAP_SCALE:
+        rejectArgument(velin_status_message(status));
+    default:
+        throw std::runtime_error(std::string("velin::segment: ") + velin_status_message(status));
+    }
+
+    if (result.engineDepth != volume.depth) {
+        for (auto* plane : {&result.upperDepth, &result.lowerDepth})
+            for (auto& value : *plane)
+                if (value >= volume.depth) value = -1;
+    }
+    return result;
+}
+
+}  // namespace velin

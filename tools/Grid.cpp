@@ -1,0 +1,240 @@
+#include "Grid.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+namespace velin {
+namespace cli {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// The fovea or the disc sits near the middle of a cube centred on it; the outer quarters are not searched.
+bool inCentralHalf(double position, int count) {
+    return position >= count * 0.25 && position <= count * 0.75;
+}
+
+GridCentre scanCentre(int numBScans, int numAScans) {
+    return {(numBScans - 1) / 2.0, (numAScans - 1) / 2.0, "scan centre"};
+}
+
+// Offsets (B-scan, A-scan) of the positions within `radiusUm` of a position.
+std::vector<std::pair<int, int>> discOffsets(double radiusUm, const Spacing& spacing) {
+    const int reachB = static_cast<int>(radiusUm / spacing.bScanUm);
+    const int reachA = static_cast<int>(radiusUm / spacing.aScanUm);
+    std::vector<std::pair<int, int>> offsets;
+    for (int db = -reachB; db <= reachB; ++db)
+        for (int da = -reachA; da <= reachA; ++da)
+            if (std::hypot(db * spacing.bScanUm, da * spacing.aScanUm) <= radiusUm) offsets.emplace_back(db, da);
+    return offsets;
+}
+
+struct Accumulator {
+    double sum = 0.0;
+    std::size_t count = 0;
+    std::size_t total = 0;
+
+    void add(double value) {
+        ++total;
+        if (std::isnan(value)) return;
+        sum += value;
+        ++count;
+    }
+    double mean() const { return count == 0 ? kNaN : sum / static_cast<double>(count); }
+};
+
+SectorThickness sector(const std::string& name, const Accumulator& acc) {
+    return {name, acc.mean(), acc.count, acc.total};
+}
+
+// Quadrant of a direction given by its nasal and superior components; diagonals go to nasal and temporal.
+int quadrantOf(double nasal, double superior) {
+    if (std::fabs(superior) > std::fabs(nasal)) return superior > 0 ? 1 : 3;  // superior, inferior
+    return nasal >= 0 ? 2 : 0;                                                 // nasal, temporal
+}
+
+const char* const kQuadrantNames[4] = {"temporal", "superior", "nasal", "inferior"};
+
+// Mean of the measured neighbours of a fractional position, weighted bilinearly; NaN when none is measured.
+double sampleBilinear(const ThicknessMap& map, double bScan, double aScan) {
+    const int b0 = static_cast<int>(std::floor(bScan));
+    const int a0 = static_cast<int>(std::floor(aScan));
+    const double fb = bScan - b0;
+    const double fa = aScan - a0;
+    double sum = 0.0, weights = 0.0;
+    for (int db = 0; db <= 1; ++db) {
+        for (int da = 0; da <= 1; ++da) {
+            const int b = b0 + db, a = a0 + da;
+            if (b < 0 || b >= map.numBScans || a < 0 || a >= map.numAScans) continue;
+            const double value = map.at(b, a);
+            const double weight = (db ? fb : 1.0 - fb) * (da ? fa : 1.0 - fa);
+            if (std::isnan(value) || weight <= 0.0) continue;
+            sum += weight * value;
+            weights += weight;
+        }
+    }
+    return weights > 0.0 ? sum / weights : kNaN;
+}
+
+void evaluateEtdrs(GridResult& grid, const ThicknessMap& map, const Spacing& spacing, bool rightEye) {
+    const double innerRadius = kEtdrsDiametersMm[0] * 500.0;  // micrometres
+    const double middleRadius = kEtdrsDiametersMm[1] * 500.0;
+    const double outerRadius = kEtdrsDiametersMm[2] * 500.0;
+    Accumulator centre, whole, inner[4], outer[4];
+    for (int b = 0; b < map.numBScans; ++b) {
+        for (int a = 0; a < map.numAScans; ++a) {
+            const double right = (a - grid.centre.aScan) * spacing.aScanUm;
+            const double superior = (grid.centre.bScan - b) * spacing.bScanUm;
+            const double radius = std::hypot(right, superior);
+            if (radius > outerRadius) continue;
+            const double value = map.at(b, a);
+            whole.add(value);
+            const int quadrant = quadrantOf(rightEye ? right : -right, superior);
+            if (radius < innerRadius)
+                centre.add(value);
+            else if (radius < middleRadius)
+                inner[quadrant].add(value);
+            else
+                outer[quadrant].add(value);
+        }
+    }
+    grid.overallMean = whole.mean();
+    grid.sectors.push_back(sector("central", centre));
+    for (int q = 0; q < 4; ++q) grid.sectors.push_back(sector(std::string("inner_") + kQuadrantNames[q], inner[q]));
+    for (int q = 0; q < 4; ++q) grid.sectors.push_back(sector(std::string("outer_") + kQuadrantNames[q], outer[q]));
+}
+
+void evaluateCircle(GridResult& grid, const ThicknessMap& map, const Spacing& spacing, bool rightEye) {
+    // As many samples as a device's circle scan has A-scans.
+    constexpr int kSamples = 768;
+    const double radius = kCircleDiameterMm * 500.0;
+    Accumulator whole, quadrants[4];
+    for (int k = 0; k < kSamples; ++k) {
+        const double angle = 2.0 * kPi * k / kSamples;  // 0 = nasal, counter-clockwise towards superior
+        const double nasal = radius * std::cos(angle);
+        const double superior = radius * std::sin(angle);
+        const double right = rightEye ? nasal : -nasal;
+        const double aScan = grid.centre.aScan + right / spacing.aScanUm;
+        const double bScan = grid.centre.bScan - superior / spacing.bScanUm;
+        if (aScan < 0 || aScan > map.numAScans - 1 || bScan < 0 || bScan > map.numBScans - 1) continue;
+        const double value = sampleBilinear(map, bScan, aScan);
+        whole.add(value);
+        quadrants[quadrantOf(nasal, superior)].add(value);
+    }
+    grid.overallMean = whole.mean();
+    grid.sectors.push_back(sector("all", whole));
+    for (int q = 0; q < 4; ++q) grid.sectors.push_back(sector(kQuadrantNames[q], quadrants[q]));
+}
+
+}  // namespace
+
+const char* gridName(GridKind kind) {
+    switch (kind) {
+    case GridKind::Etdrs:
+        return "etdrs";
+    case GridKind::Circle:
+        return "circle";
+    case GridKind::None:
+        break;
+    }
+    return "none";
+}
+
+GridCentre findMacularCentre(const ThicknessMap& map, const Spacing& spacing) {
+    const GridCentre fallback = scanCentre(map.numBScans, map.numAScans);
+    if (!spacing.lateralKnown() || map.values.empty()) return fallback;
+    const auto offsets = discOffsets(kEtdrsDiametersMm[0] * 500.0, spacing);
+    // A disc counts only when a quarter of it is measured: a handful of points says nothing about a region.
+    const std::size_t needed = (offsets.size() + 3) / 4;
+
+    double best = std::numeric_limits<double>::infinity();
+    GridCentre centre = fallback;
+    for (int b = 0; b < map.numBScans; ++b) {
+        if (!inCentralHalf(b, map.numBScans)) continue;
+        for (int a = 0; a < map.numAScans; ++a) {
+            if (!inCentralHalf(a, map.numAScans)) continue;
+            double sum = 0.0;
+            std::size_t count = 0;
+            for (const auto& offset : offsets) {
+                const int nb = b + offset.first, na = a + offset.second;
+                if (nb < 0 || nb >= map.numBScans || na < 0 || na >= map.numAScans) continue;
+                const float value = map.at(nb, na);
+                if (std::isnan(value)) continue;
+                sum += value;
+                ++count;
+            }
+            if (count < needed || count == 0) continue;
+            const double mean = sum / static_cast<double>(count);
+            if (mean < best) {
+                best = mean;
+                centre = {static_cast<double>(b), static_cast<double>(a), "thinnest region"};
+            }
+        }
+    }
+    return centre;
+}
+
+GridCentre findDiscCentre(const Result& result) {
+    const int rows = result.numBScans, cols = result.numAScans;
+    const std::size_t positions = static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
+    // Regions smaller than this are failed A-scans here and there, not the disc.
+    const std::size_t minimumSize = std::max<std::size_t>(4, positions / 200);
+
+    std::vector<std::int32_t> label(positions, -1);
+    std::vector<std::size_t> stack;
+    std::size_t bestSize = 0;
+    GridCentre best = scanCentre(rows, cols);
+    std::int32_t next = 0;
+    for (std::size_t start = 0; start < positions; ++start) {
+        if (result.upperDepth[start] >= 0 || label[start] >= 0) continue;
+        // Flood fill of one region without retina, 4-connected.
+        double sumB = 0.0, sumA = 0.0;
+        std::size_t size = 0;
+        label[start] = next;
+        stack.assign(1, start);
+        while (!stack.empty()) {
+            const std::size_t i = stack.back();
+            stack.pop_back();
+            const int b = static_cast<int>(i / cols), a = static_cast<int>(i % cols);
+            sumB += b;
+            sumA += a;
+            ++size;
+            const std::pair<int, int> neighbours[4] = {{b - 1, a}, {b + 1, a}, {b, a - 1}, {b, a + 1}};
+            for (const auto& n : neighbours) {
+                if (n.first < 0 || n.first >= rows || n.second < 0 || n.second >= cols) continue;
+                const std::size_t j = static_cast<std::size_t>(n.first) * cols + n.second;
+                if (result.upperDepth[j] >= 0 || label[j] >= 0) continue;
+                label[j] = next;
+                stack.push_back(j);
+            }
+        }
+        ++next;
+        const double centreB = sumB / size, centreA = sumA / size;
+        if (size < minimumSize || size <= bestSize) continue;
+        if (!inCentralHalf(centreB, rows) || !inCentralHalf(centreA, cols)) continue;
+        bestSize = size;
+        best = {centreB, centreA, "disc (no retina found)"};
+    }
+    return best;
+}
+
+GridResult evaluateGrid(GridKind kind, const GridCentre& centre, const ThicknessMap& map, const Spacing& spacing,
+                        const std::string& eye) {
+    GridResult grid;
+    grid.kind = kind;
+    grid.centre = centre;
+    grid.eyeAssumed = eye != "OD" && eye != "OS";
+    grid.eye = grid.eyeAssumed ? "OD" : eye;
+    grid.overallMean = kNaN;
+    const bool rightEye = grid.eye == "OD";
+    if (kind == GridKind::Etdrs) evaluateEtdrs(grid, map, spacing, rightEye);
+    if (kind == GridKind::Circle) evaluateCircle(grid, map, spacing, rightEye);
+    return grid;
+}
+
+}  // namespace cli
+}  // namespace velin

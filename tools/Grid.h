@@ -1,0 +1,61 @@
+#pragma once
+
+// Thickness on the standard clinical grids: the nine ETDRS sectors of a macular cube and the peripapillary
+// circle of an optic-disc cube.
+//
+// En-face geometry: B-scan 0 is the top (superior) row and A-scan 0 the left column of the en-face view, as
+// the readers deliver the volume. In such a fundus view the nasal side of a right eye (OD) is on the right
+// and that of a left eye (OS) on the left.
+
+#include "ThicknessMap.h"
+
+#include <string>
+#include <vector>
+
+namespace velin {
+namespace cli {
+
+enum class GridKind { None, Etdrs, Circle };
+
+const char* gridName(GridKind kind);
+
+struct GridCentre {
+    double bScan = 0.0;  ///< in B-scan positions (fractional)
+    double aScan = 0.0;  ///< in A-scan positions (fractional)
+    std::string rule;    ///< "thinnest region", "disc (no retina found)" or "scan centre"
+};
+
+struct SectorThickness {
+    std::string name;
+    double mean = 0.0;            ///< NaN when no measured position falls into the sector
+    std::size_t samples = 0;      ///< measured positions (ETDRS) or circle samples (circle) used
+    std::size_t totalSamples = 0; ///< positions or circle samples inside the scan
+};
+
+struct GridResult {
+    GridKind kind = GridKind::None;
+    GridCentre centre;
+    std::string eye;            ///< the eye used for nasal and temporal
+    bool eyeAssumed = false;    ///< true when the eye was unknown and OD was assumed
+    double overallMean = 0.0;   ///< circle: mean over the whole circle; ETDRS: over the 6 mm disc
+    std::vector<SectorThickness> sectors;
+};
+
+/// ETDRS rings: diameters 1, 3 and 6 mm. Peripapillary circle: diameter 3.46 mm.
+constexpr double kEtdrsDiametersMm[3] = {1.0, 3.0, 6.0};
+constexpr double kCircleDiameterMm = 3.46;
+
+/// The centre of a macular grid: the middle of the disc of 1 mm diameter with the thinnest mean thickness,
+/// searched over the central half of the scan; the scan centre when no such disc has enough measurements.
+GridCentre findMacularCentre(const ThicknessMap& map, const Spacing& spacing);
+
+/// The centre of a peripapillary grid: the centroid of the largest connected region without retina (no upper
+/// boundary) whose centroid lies in the central half of the scan; the scan centre when there is none.
+GridCentre findDiscCentre(const Result& result);
+
+/// Needs the lateral spacing. `eye` is "OD", "OS" or empty (then OD is assumed and recorded as such).
+GridResult evaluateGrid(GridKind kind, const GridCentre& centre, const ThicknessMap& map, const Spacing& spacing,
+                        const std::string& eye);
+
+}  // namespace cli
+}  // namespace velin

@@ -1,0 +1,54 @@
+#include "PhantomFiles.h"
+
+#include "CliError.h"
+#include "Commands.h"
+
+#include "io/AtomicFile.h"
+#include "io/NpyFile.h"
+
+#include <filesystem>
+#include <new>
+#include <stdexcept>
+
+namespace velin {
+namespace cli {
+
+io::Phantom buildPhantom(const PhantomSettings& settings) {
+    io::PhantomOptions options;
+    parseShape(settings.shape, options.numBScans, options.numAScans, options.depth);
+    options.seed = settings.seed;
+    options.noise = settings.noise;
+    options.scanKind = settings.kind;
+    options.eye = settings.eye;
+    try {
+        return io::makePhantom(options);
+    } catch (const std::invalid_argument& e) {
+        throw CliError(std::string("cannot build the phantom: ") + e.what(), "");
+    } catch (const std::bad_alloc&) {
+        throw CliError("not enough memory for a phantom of " + settings.shape, "");
+    }
+}
+
+PhantomPaths writePhantom(const std::string& volumePath, const io::Phantom& phantom) {
+    namespace fs = std::filesystem;
+    const fs::path path(volumePath);
+    if (path.extension() != ".npy") throw CliError("the phantom is written as .npy; name the file *.npy", volumePath);
+    const fs::path stem = path.parent_path() / path.stem();
+    PhantomPaths paths{volumePath, stem.string() + "_truth_ilm.npy", stem.string() + "_truth_rnfl.npy"};
+
+    const io::Volume& v = phantom.volume;
+    std::string current = paths.volume;
+    try {
+        io::writeNpy(current, v);
+        current = paths.truthTop;
+        io::writeNpy(current, phantom.top.data(), v.numBScans, v.numAScans);
+        current = paths.truthBottom;
+        io::writeNpy(current, phantom.nflBottom.data(), v.numBScans, v.numAScans);
+    } catch (const io::FileWriteError& e) {
+        throw CliError(e.what(), current);
+    }
+    return paths;
+}
+
+}  // namespace cli
+}  // namespace velin

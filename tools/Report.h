@@ -1,0 +1,36 @@
+#pragma once
+
+// report.json: what was read, how it was segmented and what was measured.
+
+#include "Grid.h"
+#include "ThicknessMap.h"
+
+#include <Velin/Api/Segment.h>
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace velin {
+namespace cli {
+
+struct ReportInput {
+    std::string path;
+    int numBScans = 0, numAScans = 0, depth = 0;
+    std::string eye;       ///< "OD", "OS" or empty
+    std::string scanKind;  ///< "macula", "disc" or empty
+    Spacing spacing;
+    std::string spacingSource;  ///< "command line", "file" or "unknown"
+};
+
+/// Unknown or unmeasurable figures are null. `grid` is ignored when its kind is None; `gridNote` then says why
+/// no grid was evaluated.
+nlohmann::ordered_json buildReport(const ReportInput& input, const Options& options, const Result& result,
+                           const ThicknessMap& map, const ThicknessSummary& summary, const GridResult& grid,
+                           const std::string& gridNote, const std::vector<std::string>& files);
+
+const char* outcomeText(Outcome outcome);
+
+}  // namespace cli
+}  // namespace velin

@@ -1,0 +1,47 @@
+#pragma once
+
+// A small RGB raster with the drawing the pictures of the program need: lines, rectangles, circles and
+// labels in a built-in 5 x 7 pixel font.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace velin {
+namespace cli {
+
+struct Rgb {
+    std::uint8_t r = 0, g = 0, b = 0;
+};
+
+class RgbImage {
+public:
+    RgbImage(int width, int height, Rgb fill = Rgb{});
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+    /// Interleaved R, G, B bytes, row after row from the top.
+    const std::vector<std::uint8_t>& pixels() const { return pixels_; }
+
+    /// Pixels outside the image are ignored by every drawing call.
+    void set(int x, int y, Rgb colour);
+    Rgb get(int x, int y) const;
+    void fillRect(int x, int y, int w, int h, Rgb colour);
+    void line(int x0, int y0, int x1, int y1, Rgb colour);
+    /// Outline of an axis-aligned ellipse (a circle in physical units on an anisotropic grid).
+    void ellipse(double cx, double cy, double rx, double ry, Rgb colour);
+    /// Text with its top-left corner at (x, y), each font pixel drawn as scale x scale pixels. Characters
+    /// the font lacks are drawn as blanks.
+    void text(int x, int y, const std::string& text, Rgb colour, int scale = 1);
+
+    static int textWidth(const std::string& text, int scale = 1);
+    static int textHeight(int scale = 1);
+
+private:
+    int width_;
+    int height_;
+    std::vector<std::uint8_t> pixels_;
+};
+
+}  // namespace cli
+}  // namespace velin

@@ -1,0 +1,223 @@
+#include "CliError.h"
+#include "Commands.h"
+#include "Progress.h"
+#include "VolumeJob.h"
+
+#include "io/FloatScaling.h"
+
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+namespace velin {
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct SegmentRequest {
+    std::vector<std::string> inputs;
+    std::string outputDir;
+    std::string shape;
+    std::string layout = "BAD";
+    std::string flip;
+    std::string scale;
+    std::string spacing;
+    std::string grid = "auto";
+    int jobs = 1;
+    SegmentSettings settings;
+};
+
+Spacing parseSpacing(const std::string& text) {
+    Spacing spacing;
+    char comma1 = 0, comma2 = 0;
+    std::istringstream in(text);
+    in >> spacing.depthUm >> comma1 >> spacing.aScanUm >> comma2 >> spacing.bScanUm;
+    const bool positive = spacing.depthUm > 0 && spacing.aScanUm > 0 && spacing.bScanUm > 0;
+    if (!in || comma1 != ',' || comma2 != ',' || !(in >> std::ws).eof() || !positive ||
+        !std::isfinite(spacing.depthUm) || !std::isfinite(spacing.aScanUm) || !std::isfinite(spacing.bScanUm))
+        throw CLI::ValidationError("--spacing-um", "expected three positive numbers dz,dx,dy, got '" + text + "'");
+    return spacing;
+}
+
+GridChoice parseGrid(const std::string& text) {
+    static const std::map<std::string, GridChoice> names = {
+        {"auto", GridChoice::Auto}, {"etdrs", GridChoice::Etdrs}, {"circle", GridChoice::Circle},
+        {"none", GridChoice::None}};
+    return names.at(text);
+}
+
+// Output folders are named after the inputs' stems; a stem met again gets "-2", "-3"... in input order, so
+// that no volume overwrites another's outputs.
+std::vector<std::string> outputFolders(const std::vector<std::string>& inputs, const std::string& outputDir) {
+    std::map<std::string, int> seen;
+    std::vector<std::string> folders;
+    for (const std::string& input : inputs) {
+        std::string stem = fs::path(input).stem().string();
+        if (stem.empty()) stem = "volume";
+        const int count = ++seen[stem];
+        if (count > 1) stem += "-" + std::to_string(count);
+        folders.push_back((fs::path(outputDir) / stem).string());
+    }
+    return folders;
+}
+
+// Finds out before any work whether outputs can be written at all, so that an unwritable folder is one
+// error rather than one per volume.
+void checkOutputFolder(const std::string& dir) {
+    std::error_code error;
+    fs::create_directories(dir, error);
+    if (error) throw CliError("cannot create the output folder: " + error.message(), dir);
+    if (!fs::is_directory(dir, error)) throw CliError("the output path is not a folder", dir);
+    const fs::path probe = fs::path(dir) / ".velin-write-test";
+    {
+        std::ofstream file(probe, std::ios::binary);
+        if (!file || !(file << 'x') || !file.flush()) {
+            file.close();
+            fs::remove(probe, error);
+            throw CliError("the output folder is not writable", dir);
+        }
+    }
+    fs::remove(probe, error);
+}
+
+std::string percentText(double share) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f%%", share * 100.0);
+    return text;
+}
+
+std::string doneLine(const VolumeSummary& s) {
+    std::ostringstream line;
+    line << "velin: " << s.input << ": " << s.result.bscansSegmented << "/" << s.result.numBScans
+         << " B-scans segmented, coverage " << percentText(s.thickness.coverage);
+    if (std::isfinite(s.thickness.mean)) {
+        char mean[32];
+        std::snprintf(mean, sizeof mean, "%.1f", s.thickness.mean);
+        line << ", mean RNFL thickness " << mean << " " << s.unit;
+    }
+    line << " -> " << s.outputDir;
+    return line.str();
+}
+
+int runSegment(SegmentRequest& request) {
+    SegmentSettings& settings = request.settings;
+    if (!request.shape.empty())
+        parseShape(request.shape, settings.read.numBScans, settings.read.numAScans, settings.read.depth);
+    settings.read.layout = request.layout;
+    settings.read.flip = request.flip;
+    if (!request.scale.empty()) {
+        try {
+            settings.read.scale = io::parseScaleRule(request.scale);
+        } catch (const std::invalid_argument& e) {
+            throw CLI::ValidationError("--scale", e.what());
+        }
+    }
+    if (!request.spacing.empty()) {
+        settings.spacing = parseSpacing(request.spacing);
+        settings.spacingGiven = true;
+    }
+    settings.grid = parseGrid(request.grid);
+
+    try {
+        checkOutputFolder(request.outputDir);
+    } catch (const CliError& e) {
+        std::fprintf(stderr, "%s\n", errorLine(e.what(), e.file()).c_str());
+        return kExitFailure;
+    }
+
+    const std::vector<std::string> folders = outputFolders(request.inputs, request.outputDir);
+    ProgressBoard board(stderrIsTerminal());
+    std::atomic<std::size_t> next{0};
+    std::atomic<int> failures{0};
+
+    auto worker = [&]() {
+        for (std::size_t i = next++; i < request.inputs.size(); i = next++) {
+            const std::string& input = request.inputs[i];
+            const std::string name = fs::path(input).filename().string();
+            const int slot = static_cast<int>(i);
+            ProgressCallback progress = [&board, slot, &name](int done, int total) {
+                board.update(slot, name, done, total);
+            };
+            try {
+                const VolumeSummary summary = segmentFile(input, folders[i], settings, progress);
+                board.finish(slot, doneLine(summary), false);
+            } catch (const CliError& e) {
+                ++failures;
+                board.finish(slot, errorLine(e.what(), e.file()), true);
+            } catch (const std::exception& e) {
+                ++failures;
+                board.finish(slot, errorLine(e.what(), input), true);
+            }
+        }
+    };
+
+    const std::size_t threads = std::min<std::size_t>(static_cast<std::size_t>(request.jobs), request.inputs.size());
+    std::vector<std::thread> pool;
+    for (std::size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
+    worker();
+    for (std::thread& thread : pool) thread.join();
+    return failures == 0 ? 0 : kExitFailure;
+}
+
+}  // namespace
+
+void addSegmentCommand(CLI::App& app, int& exitStatus) {
+    auto request = std::make_shared<SegmentRequest>();
+    CLI::App* cmd = app.add_subcommand("segment", "Segment OCT volumes; one output folder per volume");
+    cmd->add_option("INPUT", request->inputs,
+                    "Volume files: .img (raw device cube), .raw (with --shape), .npy, .tif/.tiff, .vol")
+        ->required();
+    cmd->add_option("-o,--output", request->outputDir, "Folder that receives OUTDIR/<input stem>/")
+        ->required()
+        ->type_name("OUTDIR");
+    cmd->add_option("--shape", request->shape, "Sizes B-scans x A-scans x depth (needed for .raw)")
+        ->type_name("BxAxD");
+    cmd->add_option("--layout", request->layout,
+                    "Axis order of a .raw file, slowest first, as letters B, A, D")
+        ->type_name("ORDER")
+        ->default_str("BAD");
+    cmd->add_option("--flip", request->flip, "Axes to reverse after reading, as letters among B, A, D")
+        ->type_name("AXES");
+    cmd->add_option("--scale", request->scale,
+                    "Rule from float samples to 8 bits: minmax, clip255 or fourthroot (needed for float .npy)")
+        ->type_name("RULE");
+    cmd->add_option("--gap-scale", request->settings.engine.gapScale,
+                    "Gaps in a boundary shorter than trunc(100/X + 0.5) + 5 B-scans are bridged")
+        ->type_name("X")
+        ->default_str("100");
+    cmd->add_option("--width-selector", request->settings.engine.widthSelector,
+                    "With the A-scan count, picks the width of the engine's low-pass filter")
+        ->type_name("N")
+        ->default_str("20");
+    cmd->add_option("--aux", request->settings.engine.auxParameter, "Auxiliary engine parameter")
+        ->type_name("X")
+        ->default_str("0");
+    cmd->add_option("--smoothing", request->settings.engine.smoothing,
+                    "Smoothing of the boundary surfaces: 10*(N+1) diffusion steps")
+        ->type_name("N")
+        ->default_str("0");
+    cmd->add_option("--spacing-um", request->spacing,
+                    "Sample spacing in micrometres along depth, A-scans and B-scans (overrides the file's)")
+        ->type_name("DZ,DX,DY");
+    cmd->add_option("--grid", request->grid,
+                    "Thickness grid: etdrs (macula), circle (optic disc), none, or auto (from the scan kind)")
+        ->check(CLI::IsMember({"auto", "etdrs", "circle", "none"}))
+        ->type_name("GRID")
+        ->default_str("auto");
+    cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")
+        ->check(CLI::Range(1, 256))
+        ->type_name("N")
+        ->default_str("1");
+    cmd->callback([request, &exitStatus]() { exitStatus = runSegment(*request); });
+}
+
+}  // namespace cli
+}  // namespace velin

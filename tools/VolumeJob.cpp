@@ -1,0 +1,177 @@
+#include "VolumeJob.h"
+
+#include "CliError.h"
+#include "Pictures.h"
+#include "Report.h"
+
+#include "io/AtomicFile.h"
+#include "io/NpyFile.h"
+#include "io/PngFile.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <new>
+#include <stdexcept>
+
+namespace velin {
+namespace cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+io::Picture toPicture(const RgbImage& image) {
+    io::Picture picture(image.width(), image.height(), 3);
+    picture.pixels = image.pixels();
+    return picture;
+}
+
+std::string overlayName(int bScan) {
+    char name[32];
+    std::snprintf(name, sizeof name, "overlay_%03d.png", bScan);
+    return name;
+}
+
+// Collects the names of the files written, and turns a failed write into an error naming the file.
+class OutputFolder {
+public:
+    explicit OutputFolder(std::string dir) : dir_(std::move(dir)) {
+        std::error_code error;
+        fs::create_directories(dir_, error);
+        if (error) throw CliError("cannot create the output folder: " + error.message(), dir_);
+    }
+
+    template <typename Write>
+    void write(const std::string& name, Write&& writeTo) {
+        const std::string path = (fs::path(dir_) / name).string();
+        try {
+            writeTo(path);
+        } catch (const io::FileWriteError& e) {
+            throw CliError(e.what(), path);
+        }
+        names_.push_back(name);
+    }
+
+    const std::vector<std::string>& names() const { return names_; }
+
+private:
+    std::string dir_;
+    std::vector<std::string> names_;
+};
+
+}  // namespace
+
+GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
+    switch (choice) {
+    case GridChoice::Etdrs:
+        return GridKind::Etdrs;
+    case GridChoice::Circle:
+        return GridKind::Circle;
+    case GridChoice::None:
+        return GridKind::None;
+    case GridChoice::Auto:
+        break;
+    }
+    if (scanKind == "macula") return GridKind::Etdrs;
+    if (scanKind == "disc") return GridKind::Circle;
+    return GridKind::None;
+}
+
+VolumeSummary segmentFile(const std::string& input, const std::string& outputDir, const SegmentSettings& settings,
+                          const ProgressCallback& progress) {
+    io::Volume volume;
+    try {
+        volume = io::readVolume(input, settings.read);
+    } catch (const io::VolumeFileError& e) {
+        throw CliError(e.what(), input);
+    } catch (const std::bad_alloc&) {
+        throw CliError("not enough memory to read the volume", input);
+    }
+    return segmentVolume(volume, input, outputDir, settings, progress);
+}
+
+VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, const std::string& outputDir,
+                            const SegmentSettings& settings, const ProgressCallback& progress) {
+    VolumeSummary summary;
+    summary.input = label;
+    summary.outputDir = outputDir;
+    OutputFolder out(outputDir);
+
+    const VolumeView view{volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth};
+    Options options = settings.engine;
+    options.progress = progress;
+    try {
+        summary.result = segment(view, options);
+    } catch (const std::invalid_argument& e) {
+        throw CliError(e.what(), label);
+    } catch (const std::bad_alloc&) {
+        throw CliError("not enough memory to segment the volume", label);
+    }
+    const Result& result = summary.result;
+
+    ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, volume.eye, volume.scanKind, {}, {}};
+    if (settings.spacingGiven) {
+        input.spacing = settings.spacing;
+        input.spacingSource = "command line";
+    } else {
+        input.spacing = {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm};
+        const bool any = input.spacing.depthUm > 0 || input.spacing.aScanUm > 0 || input.spacing.bScanUm > 0;
+        input.spacingSource = any ? "file" : "unknown";
+    }
+
+    const ThicknessMap map = computeThickness(result, input.spacing);
+    summary.thickness = summariseThickness(result, map);
+    summary.unit = map.unit();
+
+    GridKind kind = chooseGrid(settings.grid, volume.scanKind);
+    std::string gridNote;
+    if (settings.grid == GridChoice::Auto && kind == GridKind::None)
+        gridNote = "scan kind unknown; choose one with --grid";
+    if (settings.grid == GridChoice::None) gridNote = "not asked for";
+    if (kind != GridKind::None && !input.spacing.lateralKnown()) {
+        kind = GridKind::None;
+        gridNote = "lateral spacing unknown; give it with --spacing-um";
+    }
+    if (kind != GridKind::None && !result.segmented()) {
+        kind = GridKind::None;
+        gridNote = "nothing segmented";
+    }
+    GridResult grid;
+    if (kind != GridKind::None) {
+        const GridCentre centre =
+            kind == GridKind::Etdrs ? findMacularCentre(map, input.spacing) : findDiscCentre(result);
+        grid = evaluateGrid(kind, centre, map, input.spacing, volume.eye);
+    }
+
+    if (result.segmented()) {
+        const int rows = result.numBScans, cols = result.numAScans;
+        out.write("ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); });
+        out.write("rnfl.npy", [&](const std::string& p) { io::writeNpy(p, result.lowerDepth.data(), rows, cols); });
+        out.write("ilm_value.npy",
+                  [&](const std::string& p) { io::writeNpy(p, result.upperValue.data(), rows, cols); });
+        out.write("rnfl_weight.npy",
+                  [&](const std::string& p) { io::writeNpy(p, result.lowerWeight.data(), rows, cols); });
+        out.write("thickness.npy", [&](const std::string& p) { io::writeNpy(p, map.values.data(), rows, cols); });
+        out.write("thickness.png", [&](const std::string& p) {
+            io::writePng(p, toPicture(renderThicknessMap(map, input.spacing, grid)));
+        });
+        for (int bScan : overlayBScans(rows))
+            out.write(overlayName(bScan), [&](const std::string& p) {
+                io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
+            });
+    }
+
+    std::vector<std::string> files = out.names();
+    files.push_back("report.json");
+    const std::string report =
+        buildReport(input, settings.engine, result, map, summary.thickness, grid, gridNote, files).dump(2) + "\n";
+    out.write("report.json", [&](const std::string& p) {
+        io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});
+    });
+    summary.files = out.names();
+
+    if (!result.segmented()) throw CliError(outcomeText(result.outcome), label);
+    return summary;
+}
+
+}  // namespace cli
+}  // namespace velin
