@@ -2,30 +2,28 @@
 
 #include <FoundationPackage/ExceptionHandler.h>
 
+#include <boost/exception/get_error_info.hpp>
+
 #include <string>
 #include <vector>
 
-// Records every report it receives.
-class RecordingHandler : public Orvan::FoundationPackage::ExceptionHandler {
-public:
-    bool handle(const Orvan::FoundationPackage::Exception& exception) override {
-        messages.push_back(exception.what());
+// Records the text and throw line of every report it receives.
+struct RecordingHandler : Orvan::FoundationPackage::ExceptionHandler {
+    bool handle(const Orvan::FoundationPackage::Exception& e) override {
+        messages.push_back(e.what());
+        const int* line = boost::get_error_info<boost::throw_line>(e);
+        lines.push_back(line != nullptr ? *line : -1);
         return false;
     }
     void notify() override {}
-
     std::vector<std::string> messages;
+    std::vector<int> lines;
 };
 
-// Installs a handler for one test and puts the previous one back afterwards, so tests stay independent.
-class HandlerGuard {
-public:
+// Installs a handler for one test and restores the previous one, so that tests stay independent.
+struct HandlerGuard {
     explicit HandlerGuard(const boost::shared_ptr<Orvan::FoundationPackage::ExceptionHandler>& handler)
         : previous(Orvan::FoundationPackage::ExceptionHandler::setHandler(handler)) {}
     ~HandlerGuard() { Orvan::FoundationPackage::ExceptionHandler::setHandler(previous); }
-    HandlerGuard(const HandlerGuard&) = delete;
-    HandlerGuard& operator=(const HandlerGuard&) = delete;
-
-private:
     boost::shared_ptr<Orvan::FoundationPackage::ExceptionHandler> previous;
 };

@@ -3,29 +3,22 @@
 #include <stdexcept>
 #include <string>
 
-// Runs `action` and describes what it threw, so that one assertion covers both the exception type and the
-// message. A std::invalid_argument whose text is "<message> (file: <...>/<sourceName>, line: <n>)" yields
-// just <message>; anything else yields a description that will not equal any expected message.
+// What `action` threw, for checking type and message in one assertion: for a std::invalid_argument whose
+// text ends in " (file: <path>/<sourceName>, line: <n>)" the text before that; otherwise a description that
+// equals no expected message.
 template <typename Action>
-std::string invalidArgumentMessage(Action action, const std::string& sourceName) {
+std::string failureMessage(Action action, const std::string& sourceName) {
     try {
         action();
     } catch (const std::invalid_argument& e) {
         const std::string text = e.what();
-        const std::string marker = " (file: ";
-        const std::size_t at = text.rfind(marker);
-        if (at == std::string::npos) return "<no location in: " + text + ">";
-        const std::string location = text.substr(at + marker.size());
-        const std::string fileEnd = sourceName + ", line: ";
-        const std::size_t lineAt = location.find(fileEnd);
-        if (lineAt == std::string::npos || location.back() != ')') return "<wrong location in: " + text + ">";
-        const std::string digits =
-            location.substr(lineAt + fileEnd.size(), location.size() - lineAt - fileEnd.size() - 1);
-        if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos)
-            return "<bad line in: " + text + ">";
-        return text.substr(0, at);
-    } catch (const std::exception& e) {
-        return std::string("<other exception: ") + e.what() + ">";
+        const std::size_t at = text.rfind(" (file: ");
+        const std::size_t line = text.rfind(sourceName + ", line: ");
+        const bool located = at != std::string::npos && line != std::string::npos && line > at && text.back() == ')' &&
+                             text.find_first_not_of("0123456789", line + sourceName.size() + 8) == text.size() - 1;
+        return located ? text.substr(0, at) : "<badly located: " + text + ">";
+    } catch (...) {
+        return "<other exception>";
     }
     return "<nothing thrown>";
 }
