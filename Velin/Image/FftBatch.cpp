@@ -1,7 +1,6 @@
 #include <Velin/Image/FftBatch.h>
 
 #include <cmath>
-#include <utility>
 
 #if defined(_MSC_VER)
 #define VELIN_RESTRICT __restrict
@@ -17,26 +16,62 @@ namespace {
 
 const double kPi = 3.14159265358979323846;
 
-// One radix-2 stage with unit twiddle over pairs of elements `half` apart, used first when the length is an
-// odd power of two so that every later stage can be radix-4.
-void radix2Unit(float* re, float* im, std::ptrdiff_t stride, int lanes, int n) {
-    for (int s = 0; s < n; s += 2) {
-        float* VELIN_RESTRICT ar = re + s * stride;
-        float* VELIN_RESTRICT ai = im + s * stride;
-        float* VELIN_RESTRICT br = re + (s + 1) * stride;
-        float* VELIN_RESTRICT bi = im + (s + 1) * stride;
-        for (int l = 0; l < lanes; ++l) {
-            const float xr = ar[l], xi = ai[l], yr = br[l], yi = bi[l];
-            ar[l] = xr + yr;
-            ai[l] = xi + yi;
-            br[l] = xr - yr;
-            bi[l] = xi - yi;
-        }
+// The lane loops take every row as a restrict-qualified parameter: that is what tells the compiler the
+// eight streams never overlap, so each loop becomes straight vector code.
+
+inline void lanesRadix2(float* VELIN_RESTRICT ar, float* VELIN_RESTRICT ai, float* VELIN_RESTRICT br,
+                        float* VELIN_RESTRICT bi, int lanes) {
+    for (int l = 0; l < lanes; ++l) {
+        const float xr = ar[l], xi = ai[l], yr = br[l], yi = bi[l];
+        ar[l] = xr + yr;
+        ai[l] = xi + yi;
+        br[l] = xr - yr;
+        bi[l] = xi - yi;
     }
 }
 
 // Two radix-2 decimation-in-time stages fused: four sub-transforms of length L become one of length 4L.
-// t2 = w^(2k) joins the pairs, t1 = w^k the halves; w^(L) = -i (forward) or +i (inverse) appears as a swap.
+// (c2, s2) = w^(2k) joins the pairs, (c1, s1) = w^k the halves; w^L = -i (forward) or +i (inverse) appears
+// as an exchange of real and imaginary parts.
+template <bool Inverse>
+inline void lanesRadix4(float* VELIN_RESTRICT r0, float* VELIN_RESTRICT i0, float* VELIN_RESTRICT r1,
+                        float* VELIN_RESTRICT i1, float* VELIN_RESTRICT r2, float* VELIN_RESTRICT i2,
+                        float* VELIN_RESTRICT r3, float* VELIN_RESTRICT i3, int lanes, float c1, float s1,
+                        float c2, float s2) {
+    for (int l = 0; l < lanes; ++l) {
+        const float p1r = r1[l] * c2 - i1[l] * s2, p1i = r1[l] * s2 + i1[l] * c2;
+        const float p3r = r3[l] * c2 - i3[l] * s2, p3i = r3[l] * s2 + i3[l] * c2;
+        const float x0r = r0[l] + p1r, x0i = i0[l] + p1i;
+        const float x1r = r0[l] - p1r, x1i = i0[l] - p1i;
+        const float y0r = r2[l] + p3r, y0i = i2[l] + p3i;
+        const float y1r = r2[l] - p3r, y1i = i2[l] - p3i;
+        const float q0r = y0r * c1 - y0i * s1, q0i = y0r * s1 + y0i * c1;
+        const float q1r = y1r * c1 - y1i * s1, q1i = y1r * s1 + y1i * c1;
+        r0[l] = x0r + q0r;
+        i0[l] = x0i + q0i;
+        r2[l] = x0r - q0r;
+        i2[l] = x0i - q0i;
+        if (Inverse) {  // x1 + i*q1 and x1 - i*q1
+            r1[l] = x1r - q1i;
+            i1[l] = x1i + q1r;
+            r3[l] = x1r + q1i;
+            i3[l] = x1i - q1r;
+        } else {  // x1 - i*q1 and x1 + i*q1
+            r1[l] = x1r + q1i;
+            i1[l] = x1i - q1r;
+            r3[l] = x1r - q1i;
+            i3[l] = x1i + q1r;
+        }
+    }
+}
+
+// One radix-2 stage with unit twiddle, used first when the length is an odd power of two so that every
+// later stage can be radix-4.
+void radix2Unit(float* re, float* im, std::ptrdiff_t stride, int lanes, int n) {
+    for (int s = 0; s < n; s += 2)
+        lanesRadix2(re + s * stride, im + s * stride, re + (s + 1) * stride, im + (s + 1) * stride, lanes);
+}
+
 template <bool Inverse>
 void radix4(float* re, float* im, std::ptrdiff_t stride, int lanes, int n, int L, const float* cosT,
             const float* sinT) {
@@ -49,41 +84,8 @@ void radix4(float* re, float* im, std::ptrdiff_t stride, int lanes, int n, int L
             const float s2 = Inverse ? sinT[2 * k * tstep] : -sinT[2 * k * tstep];
             const std::ptrdiff_t o0 = (s + k) * stride, o1 = o0 + L * stride, o2 = o1 + L * stride,
                                  o3 = o2 + L * stride;
-            float* VELIN_RESTRICT r0 = re + o0;
-            float* VELIN_RESTRICT i0 = im + o0;
-            float* VELIN_RESTRICT r1 = re + o1;
-            float* VELIN_RESTRICT i1 = im + o1;
-            float* VELIN_RESTRICT r2 = re + o2;
-            float* VELIN_RESTRICT i2 = im + o2;
-            float* VELIN_RESTRICT r3 = re + o3;
-            float* VELIN_RESTRICT i3 = im + o3;
-            for (int l = 0; l < lanes; ++l) {
-                // a1*t2 and a3*t2
-                const float p1r = r1[l] * c2 - i1[l] * s2, p1i = r1[l] * s2 + i1[l] * c2;
-                const float p3r = r3[l] * c2 - i3[l] * s2, p3i = r3[l] * s2 + i3[l] * c2;
-                const float x0r = r0[l] + p1r, x0i = i0[l] + p1i;
-                const float x1r = r0[l] - p1r, x1i = i0[l] - p1i;
-                const float y0r = r2[l] + p3r, y0i = i2[l] + p3i;
-                const float y1r = r2[l] - p3r, y1i = i2[l] - p3i;
-                // y0*t1 and y1*t1
-                const float q0r = y0r * c1 - y0i * s1, q0i = y0r * s1 + y0i * c1;
-                const float q1r = y1r * c1 - y1i * s1, q1i = y1r * s1 + y1i * c1;
-                r0[l] = x0r + q0r;
-                i0[l] = x0i + q0i;
-                r2[l] = x0r - q0r;
-                i2[l] = x0i - q0i;
-                if (Inverse) {  // x1 + i*q1 and x1 - i*q1
-                    r1[l] = x1r - q1i;
-                    i1[l] = x1i + q1r;
-                    r3[l] = x1r + q1i;
-                    i3[l] = x1i - q1r;
-                } else {  // x1 - i*q1 and x1 + i*q1
-                    r1[l] = x1r + q1i;
-                    i1[l] = x1i - q1r;
-                    r3[l] = x1r - q1i;
-                    i3[l] = x1i + q1r;
-                }
-            }
+            lanesRadix4<Inverse>(re + o0, im + o0, re + o1, im + o1, re + o2, im + o2, re + o3, im + o3, lanes, c1,
+                                 s1, c2, s2);
         }
     }
 }
@@ -91,13 +93,11 @@ void radix4(float* re, float* im, std::ptrdiff_t stride, int lanes, int n, int L
 }  // namespace
 
 FftBatch::FftBatch(int log2Length) : n_(1 << log2Length), log2n_(log2Length) {
+    reversed_.resize(static_cast<std::size_t>(n_));
     for (std::uint32_t i = 0; i < static_cast<std::uint32_t>(n_); ++i) {
         std::uint32_t r = 0;
         for (int b = 0; b < log2n_; ++b) r |= ((i >> b) & 1u) << (log2n_ - 1 - b);
-        if (i < r) {
-            swaps_.push_back(i);
-            swaps_.push_back(r);
-        }
+        reversed_[i] = r;
     }
     const int half = n_ / 2 > 0 ? n_ / 2 : 1;
     cos_.resize(static_cast<std::size_t>(half));
@@ -109,22 +109,8 @@ FftBatch::FftBatch(int log2Length) : n_(1 << log2Length), log2n_(log2Length) {
     }
 }
 
-void FftBatch::permute(float* re, float* im, std::ptrdiff_t stride, int lanes) const {
-    for (std::size_t p = 0; p < swaps_.size(); p += 2) {
-        float* ar = re + swaps_[p] * stride;
-        float* ai = im + swaps_[p] * stride;
-        float* br = re + swaps_[p + 1] * stride;
-        float* bi = im + swaps_[p + 1] * stride;
-        for (int l = 0; l < lanes; ++l) {
-            std::swap(ar[l], br[l]);
-            std::swap(ai[l], bi[l]);
-        }
-    }
-}
-
 void FftBatch::transform(float* re, float* im, std::ptrdiff_t stride, int lanes, bool inverse) const {
     if (n_ == 1) return;
-    permute(re, im, stride, lanes);
     int L = 1;
     if (log2n_ % 2 != 0) {
         radix2Unit(re, im, stride, lanes, n_);

@@ -20,15 +20,18 @@ public:
 
     int length() const { return n_; }
 
-    /// In-place unnormalised transform: forward uses exp(-2*pi*i*j*k/n), inverse exp(+2*pi*i*j*k/n).
+    /// Position at which element i must be stored before transform(): its index with the bits reversed.
+    /// Callers scatter their input there while they gather it anyway, which saves a separate pass.
+    std::uint32_t reversed(int i) const { return reversed_[static_cast<std::size_t>(i)]; }
+
+    /// In-place unnormalised transform of input stored in bit-reversed order; the output is in natural
+    /// order. Forward uses exp(-2*pi*i*j*k/n), inverse exp(+2*pi*i*j*k/n).
     void transform(float* re, float* im, std::ptrdiff_t stride, int lanes, bool inverse) const;
 
 private:
-    void permute(float* re, float* im, std::ptrdiff_t stride, int lanes) const;
-
     int n_;
     int log2n_;
-    std::vector<std::uint32_t> swaps_;  // pairs (i, bitreverse(i)) with i < bitreverse(i)
+    std::vector<std::uint32_t> reversed_;
     std::vector<float> cos_;           // cos(2*pi*j/n), j < n/2
     std::vector<float> sin_;           // sin(2*pi*j/n), j < n/2
 };

@@ -34,6 +34,8 @@ struct IppiFFTSpec_R_32f {
     mutable std::vector<float> planeRe, planeIm;
     // A block of rows transposed so that the row transform runs across them as lanes.
     mutable std::vector<float> blockRe, blockIm;
+    // The same rows in natural order, read while the inverse writes the block in bit-reversed order.
+    mutable std::vector<float> stageRe, stageIm;
 };
 
 }  // namespace Ipp

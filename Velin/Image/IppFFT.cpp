@@ -9,6 +9,12 @@
 #include <cmath>
 #include <new>
 
+#if defined(_MSC_VER)
+#define VELIN_RESTRICT __restrict
+#else
+#define VELIN_RESTRICT __restrict__
+#endif
+
 namespace Orvan {
 namespace Ipp {
 
@@ -16,13 +22,48 @@ namespace {
 
 const double kPi = 3.14159265358979323846;
 
-// Rows transformed together: 16 floats per element keep the butterflies in whole vector registers while a
-// block of a 1024-sample row (64 KiB) stays in the first-level cache.
-constexpr int kRowBlock = 16;
+// Rows transformed together. Eight lanes make two SSE (one AVX) vectors per butterfly, and the block of a
+// 1024-sample row (32 KiB) stays in the first-level cache.
+constexpr int kRowBlock = 8;
 // Columns transformed together: 64 columns of 512 rows fill a quarter of a MiB, well inside L2.
 constexpr int kColumnBlock = 64;
 
 bool validSpec(const IppiFFTSpec_R_32f* spec) { return spec->magic == IppiFFTSpec_R_32f::kMagic; }
+
+// ---- lane loops of the real/half-length split; restrict parameters let them vectorise -------------------
+
+// Z(k), Z(c) of the half-length transform (c = n-k) -> X(k), X(c) of the real row, in place:
+// X(k) = Fe + w^k Fo and X(c) = conj(Fe - w^k Fo), Fe = (Z(k) + conj Z(c))/2, Fo = (Z(k) - conj Z(c))/(2i).
+void splitPair(float* VELIN_RESTRICT kr, float* VELIN_RESTRICT ki, float* VELIN_RESTRICT cr,
+               float* VELIN_RESTRICT ci, int lanes, float wr, float wi) {
+    for (int l = 0; l < lanes; ++l) {
+        const float ar = kr[l], ai = ki[l], zr = cr[l], zi = ci[l];
+        const float fer = 0.5f * (ar + zr), fei = 0.5f * (ai - zi);
+        const float for_ = 0.5f * (ai + zi), foi = 0.5f * (zr - ar);
+        const float tr = wr * for_ - wi * foi, ti = wr * foi + wi * for_;
+        kr[l] = fer + tr;
+        ki[l] = fei + ti;
+        cr[l] = fer - tr;
+        ci[l] = ti - fei;
+    }
+}
+
+// The inverse of splitPair, scaled by two: Z(k) = (X(k) + conj X(c)) + i conj(w^k) (X(k) - conj X(c)), and
+// Z(c) from the same terms. Reads the natural-order staging rows, writes the bit-reversed block rows.
+void mergePair(const float* VELIN_RESTRICT xkr, const float* VELIN_RESTRICT xki, const float* VELIN_RESTRICT xcr,
+               const float* VELIN_RESTRICT xci, float* VELIN_RESTRICT zkr, float* VELIN_RESTRICT zki,
+               float* VELIN_RESTRICT zcr, float* VELIN_RESTRICT zci, int lanes, float wr, float wi) {
+    for (int l = 0; l < lanes; ++l) {
+        const float ar = xkr[l], ai = xki[l], zr = xcr[l], zi = xci[l];
+        const float sr = ar + zr, si = ai - zi;
+        const float dr = ar - zr, di = ai + zi;
+        const float vr = wr * dr + wi * di, vi = wr * di - wi * dr;
+        zkr[l] = sr - vi;
+        zki[l] = si + vr;
+        zcr[l] = sr + vi;
+        zci[l] = vr - si;
+    }
+}
 
 // ---- rows, forward: real rows -> row spectra in the planes ---------------------------------------------
 
@@ -31,50 +72,54 @@ void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const std::ptrdiff_t ps = s.planeStride;
     float* pr = s.planeRe.data();
     float* pi = s.planeIm.data();
+    // Row y of the spectra goes to plane row reversed(y): the column transform expects bit-reversed input.
+    const detail::FftBatch& cols = *s.columnFft;
     if (W == 1) {
         for (int y = 0; y < H; ++y) {
-            pr[y * ps] = detail::rowAt(pSrc, srcStep, y)[0];
-            pi[y * ps] = 0.0f;
+            pr[cols.reversed(y) * ps] = detail::rowAt(pSrc, srcStep, y)[0];
+            pi[cols.reversed(y) * ps] = 0.0f;
         }
         return;
     }
+    const detail::FftBatch& rows = *s.rowFft;
     float* br = s.blockRe.data();
     float* bi = s.blockIm.data();
     const float* wc = s.splitCos.data();
     const float* ws = s.splitSin.data();
+    const Ipp32f* in[kRowBlock];
     for (int y0 = 0; y0 < H; y0 += kRowBlock) {
         const int lanes = std::min(kRowBlock, H - y0);
-        // Even samples become the real part, odd samples the imaginary part of a half-length signal.
-        for (int b = 0; b < lanes; ++b) {
-            const Ipp32f* row = detail::rowAt(pSrc, srcStep, y0 + b);
-            for (int m = 0; m < n; ++m) {
-                br[m * kRowBlock + b] = row[2 * m];
-                bi[m * kRowBlock + b] = row[2 * m + 1];
+        for (int b = 0; b < lanes; ++b) in[b] = detail::rowAt(pSrc, srcStep, y0 + b);
+        // Even samples become the real part, odd samples the imaginary part of a half-length signal, stored
+        // transposed (one block row per sample, one lane per image row) in bit-reversed order.
+        for (int m = 0; m < n; ++m) {
+            float* zr = br + static_cast<std::ptrdiff_t>(rows.reversed(m)) * kRowBlock;
+            float* zi = bi + static_cast<std::ptrdiff_t>(rows.reversed(m)) * kRowBlock;
+            for (int b = 0; b < lanes; ++b) {
+                zr[b] = in[b][2 * m];
+                zi[b] = in[b][2 * m + 1];
             }
         }
-        s.rowFft->transform(br, bi, kRowBlock, lanes, false);
-        // Split the half-length spectrum Z into the real row's spectrum X:
-        // X(k) = Fe + w^k Fo and X(n-k) = conj(Fe - w^k Fo), Fe = (Z(k) + conj Z(n-k))/2,
-        // Fo = (Z(k) - conj Z(n-k))/(2i). X(0) and X(n) are real and share column 0.
+        rows.transform(br, bi, kRowBlock, lanes, false);
+        // X(0) and X(n) are real; they share block row 0 as X(0) + i X(n). X(n/2) is conj Z(n/2).
         for (int b = 0; b < lanes; ++b) {
-            pr[(y0 + b) * ps] = br[b] + bi[b];
-            pi[(y0 + b) * ps] = br[b] - bi[b];
+            const float z0r = br[b], z0i = bi[b];
+            br[b] = z0r + z0i;
+            bi[b] = z0r - z0i;
         }
-        for (int k = 1; k <= n / 2; ++k) {
-            const int c = n - k;
-            const float cr = wc[k], ci = -ws[k];
-            for (int b = 0; b < lanes; ++b) {
-                const float ar = br[k * kRowBlock + b], ai = bi[k * kRowBlock + b];
-                const float zr = br[c * kRowBlock + b], zi = bi[c * kRowBlock + b];
-                const float fer = 0.5f * (ar + zr), fei = 0.5f * (ai - zi);
-                const float for_ = 0.5f * (ai + zi), foi = 0.5f * (zr - ar);
-                const float tr = cr * for_ - ci * foi, ti = cr * foi + ci * for_;
-                float* rowRe = pr + (y0 + b) * ps;
-                float* rowIm = pi + (y0 + b) * ps;
-                rowRe[k] = fer + tr;
-                rowIm[k] = fei + ti;
-                rowRe[c] = fer - tr;
-                rowIm[c] = ti - fei;
+        for (int k = 1; 2 * k < n; ++k) {
+            const std::ptrdiff_t c = n - k;
+            splitPair(br + k * kRowBlock, bi + k * kRowBlock, br + c * kRowBlock, bi + c * kRowBlock, lanes, wc[k],
+                      -ws[k]);
+        }
+        if (n >= 2)
+            for (int b = 0; b < lanes; ++b) bi[(n / 2) * kRowBlock + b] = -bi[(n / 2) * kRowBlock + b];
+        for (int b = 0; b < lanes; ++b) {
+            float* outRe = pr + cols.reversed(y0 + b) * ps;
+            float* outIm = pi + cols.reversed(y0 + b) * ps;
+            for (int k = 0; k < n; ++k) {
+                outRe[k] = br[k * kRowBlock + b];
+                outIm[k] = bi[k * kRowBlock + b];
             }
         }
     }
@@ -92,41 +137,49 @@ void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
         for (int y = 0; y < H; ++y) detail::rowAt(pDst, dstStep, y)[0] = pr[y * ps] * scale;
         return;
     }
+    const detail::FftBatch& rows = *s.rowFft;
     float* br = s.blockRe.data();
     float* bi = s.blockIm.data();
+    float* xr = s.stageRe.data();
+    float* xi = s.stageIm.data();
     const float* wc = s.splitCos.data();
     const float* ws = s.splitSin.data();
     for (int y0 = 0; y0 < H; y0 += kRowBlock) {
         const int lanes = std::min(kRowBlock, H - y0);
-        // Rebuild the half-length spectrum: Z(k) = (X(k) + conj X(n-k)) + i conj(w^k) (X(k) - conj X(n-k)),
-        // which is twice the forward Z, so the half-length inverse yields width * x.
         for (int b = 0; b < lanes; ++b) {
-            const float x0 = pr[(y0 + b) * ps], xn = pi[(y0 + b) * ps];
-            br[b] = x0 + xn;
-            bi[b] = x0 - xn;
-        }
-        for (int k = 1; k <= n / 2; ++k) {
-            const int c = n - k;
-            const float cr = wc[k], ci = -ws[k];
-            for (int b = 0; b < lanes; ++b) {
-                const float* rowRe = pr + (y0 + b) * ps;
-                const float* rowIm = pi + (y0 + b) * ps;
-                const float ar = rowRe[k], ai = rowIm[k], zr = rowRe[c], zi = rowIm[c];
-                const float sr = ar + zr, si = ai - zi;
-                const float dr = ar - zr, di = ai + zi;
-                const float vr = cr * dr + ci * di, vi = cr * di - ci * dr;
-                br[k * kRowBlock + b] = sr - vi;
-                bi[k * kRowBlock + b] = si + vr;
-                br[c * kRowBlock + b] = sr + vi;
-                bi[c * kRowBlock + b] = vr - si;
+            const float* inRe = pr + (y0 + b) * ps;
+            const float* inIm = pi + (y0 + b) * ps;
+            for (int k = 0; k < n; ++k) {
+                xr[k * kRowBlock + b] = inRe[k];
+                xi[k * kRowBlock + b] = inIm[k];
             }
         }
-        s.rowFft->transform(br, bi, kRowBlock, lanes, true);
+        // The rebuilt half-length spectrum is twice the forward one, so its inverse yields width * x.
         for (int b = 0; b < lanes; ++b) {
-            Ipp32f* row = detail::rowAt(pDst, dstStep, y0 + b);
+            br[b] = xr[b] + xi[b];
+            bi[b] = xr[b] - xi[b];
+        }
+        for (int k = 1; 2 * k < n; ++k) {
+            const std::ptrdiff_t c = n - k;
+            const std::ptrdiff_t rk = static_cast<std::ptrdiff_t>(rows.reversed(k)) * kRowBlock;
+            const std::ptrdiff_t rc = static_cast<std::ptrdiff_t>(rows.reversed(static_cast<int>(c))) * kRowBlock;
+            mergePair(xr + k * kRowBlock, xi + k * kRowBlock, xr + c * kRowBlock, xi + c * kRowBlock, br + rk, bi + rk,
+                      br + rc, bi + rc, lanes, wc[k], -ws[k]);
+        }
+        if (n >= 2) {
+            const std::ptrdiff_t h = static_cast<std::ptrdiff_t>(n / 2) * kRowBlock;
+            const std::ptrdiff_t rh = static_cast<std::ptrdiff_t>(rows.reversed(n / 2)) * kRowBlock;
+            for (int b = 0; b < lanes; ++b) {
+                br[rh + b] = 2.0f * xr[h + b];
+                bi[rh + b] = -2.0f * xi[h + b];
+            }
+        }
+        rows.transform(br, bi, kRowBlock, lanes, true);
+        for (int b = 0; b < lanes; ++b) {
+            Ipp32f* out = detail::rowAt(pDst, dstStep, y0 + b);
             for (int m = 0; m < n; ++m) {
-                row[2 * m] = br[m * kRowBlock + b] * scale;
-                row[2 * m + 1] = bi[m * kRowBlock + b] * scale;
+                out[2 * m] = br[m * kRowBlock + b] * scale;
+                out[2 * m + 1] = bi[m * kRowBlock + b] * scale;
             }
         }
     }
@@ -188,10 +241,12 @@ void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const std::ptrdiff_t ps = s.planeStride;
     float* pr = s.planeRe.data();
     float* pi = s.planeIm.data();
+    // Row y of the spectrum goes to plane row reversed(y), the order the column transform expects.
+    const detail::FftBatch& cols = *s.columnFft;
     for (int y = 0; y < H; ++y) {
         const Ipp32f* in = detail::rowAt(pSrc, srcStep, y);
-        float* rowRe = pr + y * ps;
-        float* rowIm = pi + y * ps;
+        float* rowRe = pr + cols.reversed(y) * ps;
+        float* rowIm = pi + cols.reversed(y) * ps;
         for (int j = 1; j < n; ++j) {
             rowRe[j] = in[2 * j - 1];
             rowIm[j] = in[2 * j];
@@ -215,11 +270,11 @@ void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
                 bi = get(2 * k, last);
             }
         }
-        pr[k * ps] = ar - bi;
-        pi[k * ps] = ai + br;
+        pr[cols.reversed(k) * ps] = ar - bi;
+        pi[cols.reversed(k) * ps] = ai + br;
         if (2 * k != H) {
-            pr[(H - k) * ps] = ar + bi;
-            pi[(H - k) * ps] = br - ai;
+            pr[cols.reversed(H - k) * ps] = ar + bi;
+            pi[cols.reversed(H - k) * ps] = br - ai;
         }
     }
 }
@@ -266,6 +321,8 @@ IppStatus ippiFFTInitAlloc_R_32f(IppiFFTSpec_R_32f** pFFTSpec, int orderX, int o
             const std::size_t block = static_cast<std::size_t>(s->half) * kRowBlock;
             s->blockRe.resize(block);
             s->blockIm.resize(block);
+            s->stageRe.resize(block);
+            s->stageIm.resize(block);
         }
         s->columnFft.reset(new detail::FftBatch(orderY));
         // A padded row length keeps power-of-two strides from mapping every row onto the same cache sets.
