@@ -44,17 +44,17 @@ TEST(LineGuidedReselection, ReselectPointBiasAcceptanceAndClamps) {
         return p;
     };
     const BoundaryPoint far{130, 7};
-    // Line at depth 99.5, nearest candidates below by 10.5: above by 7.5 wins in mode 0
-    // (0.75 x 10.5 = 7.875), above by 8.5 does not; mode 1 takes the nearest.
-    const CandidateList k1{{91, 7, -1.0f}, {110, 7, -1.0f}};
-    EXPECT_EQ(pick(0, CandidateList{{92, 7, -1.0f}, {110, 7, -1.0f}}, far, 99.5).depth, 92);
-    EXPECT_EQ(pick(0, k1, far, 99.5).depth, 110);
-    EXPECT_EQ(pick(1, k1, far, 99.5).depth, 91);
+    // Mode 0 takes the candidate above only when it is nearer than 0.75 x the one below: 7.6 against
+    // 10.4 (line at 99.6) is, 7.9 against 10.1 (line at 99.9) is not. Mode 1 takes the nearest.
+    const CandidateList k1{{92, 7, -1.0f}, {110, 7, -1.0f}};
+    EXPECT_EQ(pick(0, k1, far, 99.6).depth, 92);
+    EXPECT_EQ(pick(0, k1, far, 99.9).depth, 110);
+    EXPECT_EQ(pick(1, k1, far, 99.9).depth, 92);
     // A point nearer the line than every candidate stays; a nearest candidate 30 or more away gives way
     // to the last one; a taken candidate brings its A-scan.
-    EXPECT_EQ(pick(1, k1, BoundaryPoint{101, 7}, 99.5).depth, 101);
-    EXPECT_EQ(pick(1, CandidateList{{140, 7, -1.0f}, {160, 7, -1.0f}}, BoundaryPoint{200, 7}, 99.5).depth, 160);
-    EXPECT_EQ(pick(1, CandidateList{{101, 9, -1.0f}}, far, 99.5).aScan, 9);
+    EXPECT_EQ(pick(1, k1, BoundaryPoint{101, 7}, 99.9).depth, 101);
+    EXPECT_EQ(pick(1, CandidateList{{140, 7, -1.0f}, {160, 7, -1.0f}}, BoundaryPoint{200, 7}, 99.9).depth, 160);
+    EXPECT_EQ(pick(1, CandidateList{{101, 9, -1.0f}}, far, 99.9).aScan, 9);
 
     // Without candidates the point moves onto the line, truncated, then under the upper point, and is
     // capped at 1022 from 1024 on.
