@@ -55,6 +55,27 @@ TEST(LinkMaskEdges, AnEdgeJumpBeyondTheToleranceBreaksTheForwardRun) {
     EXPECT_EQ(firstChainAScan(150, 21), 11);
 }
 
+TEST(LinkMaskEdges, TheForwardStartNeedsOneLinkedPointFewerThanTheBackwardEnd) {
+    // 29 edge points before a jump start the forward chain, which then stays too short to be kept.
+    MaskScene forwardOnly(250);
+    forwardOnly.band(1, 29, 100, kWidth);
+    forwardOnly.band(30, 248, 200, kWidth);
+    ASSERT_TRUE(forwardOnly.detector.linkMaskEdges());
+    ASSERT_EQ(forwardOnly.detector.upperTraces.size(), 1u);
+    EXPECT_EQ(forwardOnly.detector.upperTraces[0].front().aScan, 248);
+    EXPECT_EQ(forwardOnly.detector.upperTraces[0].back().aScan, 30);
+
+    // 29 edge points after a jump do not end the backward chain, which starts before the jump instead.
+    MaskScene backwardOnly(250);
+    backwardOnly.band(1, 100, 100, kWidth);
+    backwardOnly.band(101, 129, 200, kWidth);
+    ASSERT_TRUE(backwardOnly.detector.linkMaskEdges());
+    ASSERT_EQ(backwardOnly.detector.upperTraces.size(), 2u);
+    EXPECT_EQ(backwardOnly.detector.upperTraces[0].back().aScan, 100);
+    EXPECT_EQ(backwardOnly.detector.upperTraces[1].front().aScan, 100);
+    EXPECT_EQ(backwardOnly.detector.upperTraces[1].back().aScan, 2);
+}
+
 TEST(LinkMaskEdges, OverlappingChainsAreCutAtTheIntegerMidpoint) {
     // A deep layer in rows 1..59 and a shallow one in rows 40..98: the forward chain follows the deep layer
     // to row 59 and the backward chain the shallow one to row 40; mid = (40 + 59) / 2 = 49.

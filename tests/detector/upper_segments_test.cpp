@@ -85,27 +85,27 @@ TEST(BuildUpperSegments, ASegmentNeedsHalfTheMinimumPointCountOfStrongPoints) {
 }
 
 TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScan) {
-    // Rows 1..6 at depth 50, then rows 9..22 three A-scans later at depth 53 or 51.
+    // Rows 1..8 at depth 50, then rows 11..19 three A-scans later at depth 53 or 51.
     SegmentScene scene;
     for (int secondDepth : {53, 51}) {
         Trace t;
-        for (int y = 1; y <= 6; ++y) t.push_back(BoundaryPoint{50, y});
-        for (int y = 9; y <= 22; ++y) t.push_back(BoundaryPoint{secondDepth, y});
+        for (int y = 1; y <= 8; ++y) t.push_back(BoundaryPoint{50, y});
+        for (int y = 11; y <= 19; ++y) t.push_back(BoundaryPoint{secondDepth, y});
         scene.detector.upperTraces.push_back(t);
     }
 
     ASSERT_TRUE(scene.detector.buildUpperSegments());
     ASSERT_EQ(scene.detector.upperSegments.size(), 2u);
-    // Broken: the short run of rows 2..6 is dropped; rows 9..20 remain.
+    // Broken: the run of rows 2..8 has 6 steps and is dropped; rows 11..18 have 7 and keep all but row 18.
     const Segment& broken = scene.detector.upperSegments[0];
-    ASSERT_EQ(broken.size(), 12u);
-    EXPECT_EQ(broken.front().aScan, 9);
-    EXPECT_EQ(broken.back().aScan, 20);
-    // A depth step of 1 keeps the run: rows 2..6 and 9..20.
+    ASSERT_EQ(broken.size(), 7u);
+    EXPECT_EQ(broken.front().aScan, 11);
+    EXPECT_EQ(broken.back().aScan, 17);
+    // A depth step of 1 keeps one run: rows 2..8 and 11..17.
     const Segment& joined = scene.detector.upperSegments[1];
-    ASSERT_EQ(joined.size(), 17u);
+    ASSERT_EQ(joined.size(), 14u);
     EXPECT_EQ(joined.front().aScan, 2);
-    EXPECT_EQ(joined.back().aScan, 20);
+    EXPECT_EQ(joined.back().aScan, 17);
 }
 
 TEST(BuildUpperSegments, AShrunkWindowIsCarriedToTheNextChain) {
