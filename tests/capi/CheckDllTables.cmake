@@ -3,6 +3,8 @@
 # The DLL must export exactly the members of CVelinLayerSegment and the C entry, and import nothing but
 # Windows system DLLs (the GCC runtime is linked in statically).
 
+cmake_policy(VERSION 3.25)
+
 set(expected_exports
   _ZN18CVelinLayerSegment17VelinLayerSegmentEPKhiiiPsS2_S2_S2_fffi
   _ZN18CVelinLayerSegmentC1Ev
