@@ -1,4 +1,4 @@
-// Point primitives: conversion rounding and saturation, NaN policy, statistics, histogram levels and the
+// Point primitives: conversion rounding, saturation and NaN, statistics, histogram levels and the
 // threshold's strict comparisons.
 
 #include <Velin/Image/IppPrimitives.h>
@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <limits>
-#include <random>
 #include <vector>
 
 using namespace Orvan::Ipp;
@@ -15,6 +14,7 @@ using namespace Orvan::Ipp;
 namespace {
 
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
+const float kInf = std::numeric_limits<float>::infinity();
 
 std::vector<Ipp8u> convert(const std::vector<float>& in, IppRoundMode mode) {
     std::vector<Ipp8u> out(in.size(), 77);
@@ -25,48 +25,28 @@ std::vector<Ipp8u> convert(const std::vector<float>& in, IppRoundMode mode) {
 
 }  // namespace
 
-TEST(Conversion, TruncationSaturatesAndMapsNaNToZero) {
-    const std::vector<float> in = {254.99f, -3.0f, 300.0f, 0.99f, 255.0f, -0.5f, 17.0f, kNaN,
-                                   std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()};
-    const std::vector<Ipp8u> want = {254, 0, 255, 0, 255, 0, 17, 0, 255, 0};
-    EXPECT_EQ(convert(in, ippRndZero), want);
+TEST(Conversion, TruncatesOrRoundsHalfEvenSaturatesAndMapsNaNToZero) {
+    EXPECT_EQ(convert({254.99f, -3.0f, 300.0f, 0.99f, 255.0f, -0.5f, kNaN, kInf, -kInf}, ippRndZero),
+              (std::vector<Ipp8u>{254, 0, 255, 0, 255, 0, 0, 255, 0}));
+    EXPECT_EQ(convert({0.5f, 1.5f, 2.5f, 3.49f, 3.51f, 254.5f, 254.6f, -0.4f, 255.4f, kNaN}, ippRndNear),
+              (std::vector<Ipp8u>{0, 2, 2, 3, 4, 254, 255, 0, 255, 0}));
 }
 
-TEST(Conversion, NearestRoundsHalvesToEven) {
-    const std::vector<float> in = {0.5f, 1.5f, 2.5f, 3.49f, 3.51f, 254.5f, 254.6f, -0.4f, 255.4f, kNaN};
-    const std::vector<Ipp8u> want = {0, 2, 2, 3, 4, 254, 255, 0, 255, 0};
-    EXPECT_EQ(convert(in, ippRndNear), want);
-}
-
-TEST(Conversion, ByteToFloatHonoursBothSteps) {
-    const Ipp8u src[2][4] = {{0, 1, 255, 9}, {4, 5, 6, 9}};
-    float dst[2][5];
-    for (auto& row : dst)
-        for (float& v : row) v = -1.0f;
-    ASSERT_EQ(ippiConvert_8u32f_C1R(&src[0][0], 4, &dst[0][0], 20, {3, 2}), ippStsNoErr);
-    EXPECT_EQ(dst[0][2], 255.0f);
-    EXPECT_EQ(dst[1][0], 4.0f);
-    EXPECT_EQ(dst[1][3], -1.0f);
-}
-
-TEST(Statistics, MinMaxSkipsNaNAndReportsNaNForAllNaNRegion) {
+TEST(Statistics, MinMaxSkipsNaNAndSumStaysExact) {
     float img[2][8] = {{3.0f, kNaN, -2.5f, 9.0f, 100.0f}, {kNaN, 7.0f, -4.0f, kNaN, -50.0f}};
     Ipp32f mn = 0, mx = 0;
     ASSERT_EQ(ippiMinMax_32f_C1R(&img[0][0], 32, {4, 2}, &mn, &mx), ippStsNoErr);  // column 4 lies outside
     EXPECT_EQ(mn, -4.0f);
     EXPECT_EQ(mx, 9.0f);
-    float nans[3] = {kNaN, kNaN, kNaN};
+    const float nans[3] = {kNaN, kNaN, kNaN};
     ASSERT_EQ(ippiMinMax_32f_C1R(nans, 12, {3, 1}, &mn, &mx), ippStsNoErr);
-    EXPECT_TRUE(std::isnan(mn));
-    EXPECT_TRUE(std::isnan(mx));
-}
+    EXPECT_TRUE(std::isnan(mn) && std::isnan(mx));
 
-TEST(Statistics, SumIsExactOverLargeRegions) {
     const int W = 4096, H = 300;
-    std::vector<Ipp8u> img(static_cast<std::size_t>(W) * H, 255);
-    img[5] = 0;
+    std::vector<Ipp8u> bytes(static_cast<std::size_t>(W) * H, 255);
+    bytes[5] = 0;
     Ipp64f sum = 0;
-    ASSERT_EQ(ippiSum_8u_C1R(img.data(), W, {W, H}, &sum), ippStsNoErr);
+    ASSERT_EQ(ippiSum_8u_C1R(bytes.data(), W, {W, H}, &sum), ippStsNoErr);
     EXPECT_EQ(sum, 255.0 * W * H - 255.0);
 }
 
@@ -74,29 +54,27 @@ TEST(Histogram, LevelsSpreadTheRemainderOverTheFirstBins) {
     Ipp8u px = 0;
     Ipp32s hist[12], levels[13];
     ASSERT_EQ(ippiHistogramEven_8u_C1R(&px, 1, {1, 1}, hist, levels, 13, 0, 255), ippStsNoErr);
-    const std::vector<Ipp32s> want = {0, 22, 44, 66, 87, 108, 129, 150, 171, 192, 213, 234, 255};
-    EXPECT_EQ(std::vector<Ipp32s>(levels, levels + 13), want);
+    EXPECT_EQ(std::vector<Ipp32s>(levels, levels + 13),
+              (std::vector<Ipp32s>{0, 22, 44, 66, 87, 108, 129, 150, 171, 192, 213, 234, 255}));
 }
 
 TEST(Histogram, CountsLowerInclusiveUpperExclusive) {
     std::vector<Ipp8u> img(256 * 3);
-    for (int i = 0; i < 256 * 3; ++i) img[static_cast<std::size_t>(i)] = static_cast<Ipp8u>(i % 256);
+    for (std::size_t i = 0; i < img.size(); ++i) img[i] = static_cast<Ipp8u>(i % 256);
     img[7] = 255;  // 255 now appears four times, 7 twice
 
     std::vector<Ipp32s> hist(256, -1), levels(257);
     ASSERT_EQ(ippiHistogramEven_8u_C1R(img.data(), 256, {256, 3}, hist.data(), levels.data(), 257, 0, 256), 0);
     for (int k = 0; k < 257; ++k) ASSERT_EQ(levels[static_cast<std::size_t>(k)], k);
+    EXPECT_EQ(hist[0], 3);
     EXPECT_EQ(hist[7], 2);
     EXPECT_EQ(hist[255], 4);
-    EXPECT_EQ(hist[0], 3);
 
-    // Upper 255 leaves the 255s out; coarse bins of 64 gather the rest.
+    // With upper 255 the 255s fall outside every bin.
     std::vector<Ipp32s> coarse(4, -1), coarseLevels(5);
     ASSERT_EQ(ippiHistogramEven_8u_C1R(img.data(), 256, {256, 3}, coarse.data(), coarseLevels.data(), 5, 0, 255), 0);
     EXPECT_EQ(coarseLevels, (std::vector<Ipp32s>{0, 64, 128, 192, 255}));
-    EXPECT_EQ(coarse[0], 64 * 3 - 1);  // one 7 became 255
-    EXPECT_EQ(coarse[3], 63 * 3);      // values 192..254
-    EXPECT_EQ(coarse[0] + coarse[1] + coarse[2] + coarse[3], 256 * 3 - 4);
+    EXPECT_EQ(coarse, (std::vector<Ipp32s>{64 * 3 - 1, 64 * 3, 64 * 3, 63 * 3}));
 }
 
 TEST(Threshold, ComparisonsAreStrictAndEqualThresholdsAllowed) {
@@ -106,14 +84,4 @@ TEST(Threshold, ComparisonsAreStrictAndEqualThresholdsAllowed) {
     EXPECT_EQ(std::vector<Ipp8u>(dst, dst + 6), (std::vector<Ipp8u>{0, 50, 51, 99, 100, 255}));
     ASSERT_EQ(ippiThreshold_LTValGTVal_8u_C1R(src, 6, dst, 6, {6, 1}, 51, 1, 51, 2), ippStsNoErr);
     EXPECT_EQ(std::vector<Ipp8u>(dst, dst + 6), (std::vector<Ipp8u>{1, 1, 51, 2, 2, 2}));
-}
-
-TEST(ConstantArithmetic, AddAndMultiplyStayInsideTheRegion) {
-    float img[2][4] = {{1, 2, 3, 4}, {5, 6, 7, 8}};
-    ASSERT_EQ(ippiAddC_32f_C1IR(0.5f, &img[0][0], 16, {3, 2}), ippStsNoErr);
-    ASSERT_EQ(ippiMulC_32f_C1IR(2.0f, &img[0][0], 16, {3, 1}), ippStsNoErr);
-    EXPECT_EQ(img[0][0], 3.0f);
-    EXPECT_EQ(img[1][2], 7.5f);
-    EXPECT_EQ(img[0][3], 4.0f);
-    EXPECT_EQ(img[1][3], 8.0f);
 }
