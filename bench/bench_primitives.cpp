@@ -42,14 +42,14 @@ void BM_FftPair(benchmark::State& state) {
     const std::vector<float> pixels = randomPixels(static_cast<std::size_t>(W) * H);
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < W; ++x) src[static_cast<std::size_t>(y) * (step / 4) + x] = pixels[static_cast<std::size_t>(y) * W + x];
-    IppiFFTSpec_R_32f* spec = nullptr;
-    ippiFFTInitAlloc_R_32f(&spec, orderOf(W), orderOf(H), IPP_FFT_DIV_BY_SQRTN, ippAlgHintAccurate);
+    IppiFFTSpec_R_32f* fft = nullptr;
+    ippiFFTInitAlloc_R_32f(&fft, orderOf(W), orderOf(H), IPP_FFT_DIV_BY_SQRTN, ippAlgHintAccurate);
     for (auto _ : state) {
-        ippiFFTFwd_RToPack_32f_C1R(src, step, spectrum, step, spec, nullptr);
-        ippiFFTInv_PackToR_32f_C1R(spectrum, step, src, step, spec, nullptr);
+        ippiFFTFwd_RToPack_32f_C1R(src, step, spectrum, step, fft, nullptr);
+        ippiFFTInv_PackToR_32f_C1R(spectrum, step, src, step, fft, nullptr);
         benchmark::ClobberMemory();
     }
-    ippiFFTFree_R_32f(spec);
+    ippiFFTFree_R_32f(fft);
     ippiFree(spectrum);
     ippiFree(src);
 }

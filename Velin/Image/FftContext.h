@@ -1,8 +1,8 @@
 #pragma once
 
-// The real 2-D FFT specification object. It owns the twiddle tables of both directions and every work
+// The real 2-D FFT object the primitives create for one size and flag. It owns the twiddle tables of both directions and every work
 // buffer, so a transform allocates nothing. Transforms write into those buffers, which is why they are
-// mutable: one specification must not be used by two threads at once.
+// mutable: one such object must not be used by two threads at once.
 
 #include <Velin/Image/FftBatch.h>
 #include <Velin/Image/IppTypes.h>

@@ -1,7 +1,7 @@
 // Real 2-D FFT in the packed layout: rows first (each real row through a half-length complex transform),
 // then the columns of the row spectra, both with the batched kernel of FftBatch.
 
-#include <Velin/Image/FftSpec.h>
+#include <Velin/Image/FftContext.h>
 #include <Velin/Image/IppChecks.h>
 #include <Velin/Image/IppPrimitives.h>
 
@@ -28,7 +28,7 @@ constexpr int kRowBlock = 8;
 // Columns transformed together: 64 columns of 512 rows fill a quarter of a MiB, well inside L2.
 constexpr int kColumnBlock = 64;
 
-bool validSpec(const IppiFFTSpec_R_32f* spec) { return spec->magic == IppiFFTSpec_R_32f::kMagic; }
+bool isLiveFft(const IppiFFTSpec_R_32f* fft) { return fft->magic == IppiFFTSpec_R_32f::kMagic; }
 
 // ---- lane loops of the real/half-length split; restrict parameters let them vectorise -------------------
 
@@ -280,9 +280,9 @@ void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
 }
 
 IppStatus checkTransform(const Ipp32f* pSrc, int srcStep, const Ipp32f* pDst, int dstStep,
-                         const IppiFFTSpec_R_32f* spec) {
-    if (pSrc == nullptr || pDst == nullptr || spec == nullptr) return ippStsNullPtrErr;
-    if (!validSpec(spec)) return ippStsContextMatchErr;
+                         const IppiFFTSpec_R_32f* fft) {
+    if (pSrc == nullptr || pDst == nullptr || fft == nullptr) return ippStsNullPtrErr;
+    if (!isLiveFft(fft)) return ippStsContextMatchErr;
     if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
     return ippStsNoErr;
 }
@@ -339,14 +339,14 @@ IppStatus ippiFFTInitAlloc_R_32f(IppiFFTSpec_R_32f** pFFTSpec, int orderX, int o
 
 IppStatus ippiFFTFree_R_32f(IppiFFTSpec_R_32f* pFFTSpec) {
     if (pFFTSpec == nullptr) return ippStsNullPtrErr;
-    if (!validSpec(pFFTSpec)) return ippStsContextMatchErr;
+    if (!isLiveFft(pFFTSpec)) return ippStsContextMatchErr;
     pFFTSpec->magic = 0;
     delete pFFTSpec;
     return ippStsNoErr;
 }
 
 IppStatus ippiFFTFwd_RToPack_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
-                                     const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the spec owns its buffers*/) {
+                                     const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the FFT object owns its buffers*/) {
     const IppStatus st = checkTransform(pSrc, srcStep, pDst, dstStep, pFFTSpec);
     if (st != ippStsNoErr) return st;
     forwardRows(*pFFTSpec, pSrc, srcStep);
@@ -356,7 +356,7 @@ IppStatus ippiFFTFwd_RToPack_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pD
 }
 
 IppStatus ippiFFTInv_PackToR_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
-                                     const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the spec owns its buffers*/) {
+                                     const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the FFT object owns its buffers*/) {
     const IppStatus st = checkTransform(pSrc, srcStep, pDst, dstStep, pFFTSpec);
     if (st != ippStsNoErr) return st;
     unpack(*pFFTSpec, pSrc, srcStep);

@@ -85,10 +85,10 @@ Spectrum unpackSpectrum(Image& p) {
     return f;
 }
 
-struct Spec {
-    IppiFFTSpec_R_32f* spec = nullptr;
-    Spec(int ox, int oy, int flag) { EXPECT_EQ(ippiFFTInitAlloc_R_32f(&spec, ox, oy, flag, ippAlgHintAccurate), 0); }
-    ~Spec() { ippiFFTFree_R_32f(spec); }
+struct FftObject {
+    IppiFFTSpec_R_32f* object = nullptr;
+    FftObject(int ox, int oy, int flag) { EXPECT_EQ(ippiFFTInitAlloc_R_32f(&object, ox, oy, flag, ippAlgHintAccurate), 0); }
+    ~FftObject() { ippiFFTFree_R_32f(object); }
 };
 
 }  // namespace
@@ -103,9 +103,9 @@ TEST(Fft, MatchesDirectDftInPackedLayoutAndInvertsForAllSmallSizesAndFlags) {
             const double invScale = flag == 2 ? 1.0 / n : flag == 4 ? 1.0 / std::sqrt(n) : 1.0;
             Image src(W, H, static_cast<unsigned>(17 * ox + oy + 1)), fwd(W, H), back(W, H);
             Image want = packSpectrum(directDft(src), W, H);
-            Spec s(ox, oy, flag);
-            ASSERT_EQ(ippiFFTFwd_RToPack_32f_C1R(src.px.data(), src.step(), fwd.px.data(), fwd.step(), s.spec, nullptr), 0);
-            ASSERT_EQ(ippiFFTInv_PackToR_32f_C1R(want.px.data(), want.step(), back.px.data(), back.step(), s.spec, nullptr), 0);
+            FftObject s(ox, oy, flag);
+            ASSERT_EQ(ippiFFTFwd_RToPack_32f_C1R(src.px.data(), src.step(), fwd.px.data(), fwd.step(), s.object, nullptr), 0);
+            ASSERT_EQ(ippiFFTInv_PackToR_32f_C1R(want.px.data(), want.step(), back.px.data(), back.step(), s.object, nullptr), 0);
             double peak = 0.0;
             for (float v : want.px) peak = std::max(peak, std::fabs(double(v)));
             for (std::size_t i = 0; i < fwd.px.size(); ++i) {
@@ -119,9 +119,9 @@ TEST(Fft, RoundTripAtDetectorSizeLeavesRowPaddingAlone) {
     const int W = 1024, H = 512, padded = W + 8, step = padded * 4;
     Image src(padded, H, 99), spectrum(padded, H), back(padded, H);
     std::fill(back.px.begin(), back.px.end(), 7.0f);
-    Spec s(10, 9, IPP_FFT_DIV_BY_SQRTN);
-    ASSERT_EQ(ippiFFTFwd_RToPack_32f_C1R(src.px.data(), step, spectrum.px.data(), step, s.spec, nullptr), 0);
-    ASSERT_EQ(ippiFFTInv_PackToR_32f_C1R(spectrum.px.data(), step, back.px.data(), step, s.spec, nullptr), 0);
+    FftObject s(10, 9, IPP_FFT_DIV_BY_SQRTN);
+    ASSERT_EQ(ippiFFTFwd_RToPack_32f_C1R(src.px.data(), step, spectrum.px.data(), step, s.object, nullptr), 0);
+    ASSERT_EQ(ippiFFTInv_PackToR_32f_C1R(spectrum.px.data(), step, back.px.data(), step, s.object, nullptr), 0);
     double err = 0.0, norm = 0.0;
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < padded; ++x) {
@@ -135,24 +135,24 @@ TEST(Fft, RoundTripAtDetectorSizeLeavesRowPaddingAlone) {
     EXPECT_LT(std::sqrt(err / norm), 1e-5);
 }
 
-TEST(Fft, SpecificationStatuses) {
-    IppiFFTSpec_R_32f* spec = nullptr;
+TEST(Fft, CreationReleaseAndTransformStatuses) {
+    IppiFFTSpec_R_32f* fft = nullptr;
     EXPECT_EQ(ippiFFTInitAlloc_R_32f(nullptr, 2, 2, IPP_FFT_DIV_BY_SQRTN, ippAlgHintNone), ippStsNullPtrErr);
-    EXPECT_EQ(ippiFFTInitAlloc_R_32f(&spec, -1, 2, IPP_FFT_DIV_BY_SQRTN, ippAlgHintNone), ippStsFftOrderErr);
-    EXPECT_EQ(ippiFFTInitAlloc_R_32f(&spec, 2, 31, IPP_FFT_DIV_BY_SQRTN, ippAlgHintNone), ippStsFftOrderErr);
-    EXPECT_EQ(ippiFFTInitAlloc_R_32f(&spec, 2, 2, 3, ippAlgHintNone), ippStsFftFlagErr);
-    EXPECT_EQ(spec, nullptr);
+    EXPECT_EQ(ippiFFTInitAlloc_R_32f(&fft, -1, 2, IPP_FFT_DIV_BY_SQRTN, ippAlgHintNone), ippStsFftOrderErr);
+    EXPECT_EQ(ippiFFTInitAlloc_R_32f(&fft, 2, 31, IPP_FFT_DIV_BY_SQRTN, ippAlgHintNone), ippStsFftOrderErr);
+    EXPECT_EQ(ippiFFTInitAlloc_R_32f(&fft, 2, 2, 3, ippAlgHintNone), ippStsFftFlagErr);
+    EXPECT_EQ(fft, nullptr);
 
     float buf[16] = {};
-    auto* notSpec = reinterpret_cast<IppiFFTSpec_R_32f*>(buf);
-    EXPECT_EQ(ippiFFTFree_R_32f(notSpec), ippStsContextMatchErr);
-    EXPECT_EQ(ippiFFTFwd_RToPack_32f_C1R(buf, 16, buf, 16, notSpec, nullptr), ippStsContextMatchErr);
+    auto* notFft = reinterpret_cast<IppiFFTSpec_R_32f*>(buf);
+    EXPECT_EQ(ippiFFTFree_R_32f(notFft), ippStsContextMatchErr);
+    EXPECT_EQ(ippiFFTFwd_RToPack_32f_C1R(buf, 16, buf, 16, notFft, nullptr), ippStsContextMatchErr);
     EXPECT_EQ(ippiFFTFree_R_32f(nullptr), ippStsNullPtrErr);
 
-    ASSERT_EQ(ippiFFTInitAlloc_R_32f(&spec, 2, 2, IPP_FFT_DIV_BY_SQRTN, ippAlgHintFast), ippStsNoErr);
-    EXPECT_EQ(ippiFFTFwd_RToPack_32f_C1R(nullptr, 16, buf, 16, spec, nullptr), ippStsNullPtrErr);
-    EXPECT_EQ(ippiFFTInv_PackToR_32f_C1R(buf, 0, buf, 16, spec, nullptr), ippStsStepErr);
-    EXPECT_EQ(ippiFFTFree_R_32f(spec), ippStsNoErr);
+    ASSERT_EQ(ippiFFTInitAlloc_R_32f(&fft, 2, 2, IPP_FFT_DIV_BY_SQRTN, ippAlgHintFast), ippStsNoErr);
+    EXPECT_EQ(ippiFFTFwd_RToPack_32f_C1R(nullptr, 16, buf, 16, fft, nullptr), ippStsNullPtrErr);
+    EXPECT_EQ(ippiFFTInv_PackToR_32f_C1R(buf, 0, buf, 16, fft, nullptr), ippStsStepErr);
+    EXPECT_EQ(ippiFFTFree_R_32f(fft), ippStsNoErr);
 }
 
 TEST(MulPack, MatchesFullComplexProductForEvenAndOddSizes) {
