@@ -29,7 +29,9 @@ struct PointLimit {
 PointLimit findPointLimit(const float* f, int d, int w, int width) {
     const int end = d + w / 2;
     int p = d;
-    float peak = f[d];
+    // The snap to the response may leave a point one sample past the last column; its own sample is then
+    // taken from the last column instead of from beyond the row.
+    float peak = f[std::min(d, width - 1)];
     for (int x = d + 1; x < end; ++x) {
         if (f[x] > peak) {
             peak = f[x];
