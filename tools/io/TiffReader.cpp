@@ -12,6 +12,8 @@ namespace detail {
 
 namespace {
 
+constexpr std::uint64_t kMaxCompressionRatio = 4096;
+
 // libtiff reports problems through callbacks; these collect the first message for this file's error instead
 // of printing to the terminal.
 int collectMessage(TIFF*, void* userData, const char*, const char* format, va_list args) {
@@ -75,6 +77,13 @@ Volume readTiffStack(const std::string& path) {
                            std::to_string(height));
         }
         checkShape(path, static_cast<std::uint64_t>(page) + 1, width, height);
+        // A damaged directory can claim a huge page; no codec packs 8-bit pixels tighter than this ratio, so
+        // a claim beyond it is refused before memory is reserved for it.
+        const std::uint64_t pixels = (static_cast<std::uint64_t>(page) + 1) * width * height;
+        if (pixels > kMaxCompressionRatio * size) {
+            fail(path, where + "expected at most " + std::to_string(kMaxCompressionRatio) + " pixels per file byte, found " +
+                           std::to_string(pixels) + " pixels in " + std::to_string(size) + " bytes");
+        }
 
         // A page is depth rows of A-scan samples; the library wants each A-scan contiguous.
         const std::size_t na = width, nd = height;

@@ -45,22 +45,24 @@ void reverseAxis(Volume& volume, char axis) {
     }
 }
 
-void applyFlips(const std::string& path, const std::string& flip, Volume& volume) {
-    std::string seen;
+// The flip letters are checked before anything is read, so a typo costs no time on a large file.
+std::string parseFlips(const std::string& path, const std::string& flip) {
+    std::string axes;
     for (char c : flip) {
         const char axis = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        if ((axis != 'B' && axis != 'A' && axis != 'D') || seen.find(axis) != std::string::npos) {
+        if ((axis != 'B' && axis != 'A' && axis != 'D') || axes.find(axis) != std::string::npos) {
             fail(path, "invalid flip '" + flip + "': expected distinct letters among B, A and D");
         }
-        seen.push_back(axis);
+        axes.push_back(axis);
     }
-    for (char axis : seen) reverseAxis(volume, axis);
+    return axes;
 }
 
 }  // namespace
 
 Volume readVolume(const std::string& path, const ReadOptions& options) {
     const std::string ext = detail::lowerExtension(path);
+    const std::string flips = parseFlips(path, options.flip);
     Volume volume;
     if (ext == ".raw") {
         volume = detail::readRaw(path, options);
@@ -77,7 +79,7 @@ Volume readVolume(const std::string& path, const ReadOptions& options) {
                        ext + "'");
     }
     checkRequestedShape(path, options, volume);
-    applyFlips(path, options.flip, volume);
+    for (char axis : flips) reverseAxis(volume, axis);
     return volume;
 }
 
