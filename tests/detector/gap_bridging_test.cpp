@@ -76,33 +76,25 @@ TEST(ResultPlanes, WritesDepthsAndTruncatedValuesAtTheUpperRowsPositions) {
 }
 
 TEST(ResultPlanes, BridgesAcrossBScansOnlyBetweenWrittenRows) {
-    constexpr int kBScans = 6;
-    ShortPlane p1(kBScans, 2), p2(kBScans, 2), p3(kBScans, 2), p4(kBScans, 2);
-    MatrixList b1, b2, v1, v2;
-    // A-scan 0 is found in B-scans 0 and 3 (gap of 2 between them), A-scan 1 only in B-scan 5.
-    for (int b = 0; b < kBScans; ++b) {
+    // A-scan 0 is found in B-scans 0 and 3, A-scan 1 only in B-scan 5.
+    MatrixList b1, v1;
+    for (int b = 0; b < 6; ++b) {
         std::vector<std::vector<double>> points;
         if (b == 0) points.push_back({0, 10, 0});
         if (b == 3) points.push_back({0, 19, 3});
         if (b == 5) points.push_back({1, 7, 5});
         b1.push_back(rows(3, points));
-        b2.push_back(rows(3, points));
-        std::vector<std::vector<double>> values;
-        for (const auto& p : points) values.push_back({p[0], p[1], p[2], 0.5});
-        v1.push_back(rows(4, values));
-        v2.push_back(rows(4, values));
+        for (auto& p : points) p.push_back(0.5);
+        v1.push_back(rows(4, points));
     }
-    fillResultPlanes(b1, b2, v1, v2, 4, p1, p2, p3, p4);
-    const V column0{p1[0][0], p1[1][0], p1[2][0], p1[3][0], p1[4][0], p1[5][0]};
-    EXPECT_EQ(column0, (V{10, 13, 16, 19, -1, -1}));
-    EXPECT_EQ(p2[2][0], 16);
-    EXPECT_EQ(p1[4][1], -1);
-    EXPECT_EQ(p1[5][1], 7);
-    // Bridged positions get no value.
-    EXPECT_EQ(p3[1][0], 0);
-    EXPECT_EQ(p3[3][0], 50);
-
-    ShortPlane q1(kBScans, 2), q2(kBScans, 2), q3(kBScans, 2), q4(kBScans, 2);
-    fillResultPlanes(b1, b2, v1, v2, 3, q1, q2, q3, q4);
-    EXPECT_EQ(q1[1][0], -1);
+    for (int maxGap : {3, 4}) {
+        ShortPlane p1(6, 2), p2(6, 2), p3(6, 2), p4(6, 2);
+        fillResultPlanes(b1, b1, v1, v1, maxGap, p1, p2, p3, p4);
+        const V column0{p1[0][0], p1[1][0], p1[2][0], p1[3][0], p1[4][0], p1[5][0]};
+        EXPECT_EQ(column0, (maxGap == 4 ? V{10, 13, 16, 19, -1, -1} : V{10, -1, -1, 19, -1, -1}));
+        EXPECT_EQ(p2[2][0], maxGap == 4 ? 16 : -1);
+        EXPECT_EQ(p1[4][1], -1);
+        EXPECT_EQ(p3[1][0], 0);  // bridged positions get no value
+        EXPECT_EQ(p3[3][0], 50);
+    }
 }

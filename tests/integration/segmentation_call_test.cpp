@@ -16,10 +16,8 @@ constexpr short kUntouched = 4321;
 struct Planes {
     explicit Planes(std::size_t positions) : p1(positions, kUntouched), p2(p1), p3(p1), p4(p1) {}
     bool untouched() const {
-        for (const auto* plane : {&p1, &p2, &p3, &p4})
-            for (short value : *plane)
-                if (value != kUntouched) return false;
-        return true;
+        const std::vector<short> fresh(p1.size(), kUntouched);
+        return p1 == fresh && p2 == fresh && p3 == fresh && p4 == fresh;
     }
     std::vector<short> p1, p2, p3, p4;
 };
