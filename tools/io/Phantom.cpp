@@ -26,7 +26,7 @@ constexpr double kInnerSegments = 72.0;
 constexpr double kEllipsoid = 185.0;
 constexpr double kOuterSegments = 95.0;
 constexpr double kRpe = 228.0;
-constexpr double kChoroidTop = 92.0, kChoroidBottom = 45.0;
+constexpr double kChoroidTop = 95.0, kChoroidBottom = 60.0;
 constexpr double kScleraTop = 30.0, kScleraBottom = 18.0;
 constexpr double kCupTissueTop = 95.0, kCupTissueBottom = 45.0;
 
