@@ -92,13 +92,19 @@ Volume readImg(const std::string& path, const ReadOptions& options) {
     const std::size_t na = static_cast<std::size_t>(name.numAScans);
     const std::size_t nd = static_cast<std::size_t>(depth);
     volume.samples.resize(bytes.size());
+    // The transposition runs in square tiles so that reads and writes both stay within the cache.
+    constexpr std::size_t kTile = 64;
     for (std::size_t b = 0; b < static_cast<std::size_t>(name.numBScans); ++b) {
         const std::uint8_t* scan = bytes.data() + b * na * nd;
         std::uint8_t* out = volume.samples.data() + b * na * nd;
-        for (std::size_t z = 0; z < nd; ++z) {
-            const std::uint8_t* line = scan + z * na;
-            const std::size_t d = nd - 1 - z;
-            for (std::size_t x = 0; x < na; ++x) out[(na - 1 - x) * nd + d] = line[x];
+        for (std::size_t z0 = 0; z0 < nd; z0 += kTile) {
+            for (std::size_t x0 = 0; x0 < na; x0 += kTile) {
+                for (std::size_t z = z0; z < std::min(z0 + kTile, nd); ++z) {
+                    const std::uint8_t* line = scan + z * na;
+                    const std::size_t d = nd - 1 - z;
+                    for (std::size_t x = x0; x < std::min(x0 + kTile, na); ++x) out[(na - 1 - x) * nd + d] = line[x];
+                }
+            }
         }
     }
     return volume;
