@@ -19,6 +19,7 @@ RunOutcome runSegmentation(const unsigned char* volume, int numBScans, int numAS
                            short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
                            float auxParameter, int optionFlag, ProgressCallback progress, void* progressUser,
                            int* bscansSegmented) {
+    if (bscansSegmented != nullptr) *bscansSegmented = 0;
     if (numBScans < kMinBScans) return RunOutcome::TooFewBScans;
 
     // On the heap, and owned, so that an exception from the detector or the planes still releases it.

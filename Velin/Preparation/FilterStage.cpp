@@ -61,6 +61,7 @@ bool VelinDetectorIpp::runFilterStage() {
     std::int32_t t = blendThresholds(total, bright, tA, tB);
     if (t < tA) t = tA;
 
+    // Each layer check gets a scratch list of its own: it appends to the list and counts what it appended.
     applyThreshold(intensityImage, maskImage, t);
     if (cleanMask(maskImage)) {
         Trace scratch;
