@@ -24,7 +24,7 @@ const double kPi = 3.14159265358979323846;
 
 // Rows transformed together. Eight lanes make two SSE (one AVX) vectors per butterfly, and the block of a
 // 1024-sample row (32 KiB) stays in the first-level cache.
-constexpr int kRowBlock = 8;
+constexpr std::ptrdiff_t kRowBlock = 8;  // ptrdiff_t: offsets k * kRowBlock must not overflow int
 // Columns transformed together: 64 columns of 512 rows fill a quarter of a MiB, well inside L2.
 constexpr int kColumnBlock = 64;
 
@@ -88,7 +88,7 @@ void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const float* ws = s.splitSin.data();
     const Ipp32f* in[kRowBlock];
     for (int y0 = 0; y0 < H; y0 += kRowBlock) {
-        const int lanes = std::min(kRowBlock, H - y0);
+        const int lanes = std::min(static_cast<int>(kRowBlock), H - y0);
         for (int b = 0; b < lanes; ++b) in[b] = detail::rowAt(pSrc, srcStep, y0 + b);
         // Even samples become the real part, odd samples the imaginary part of a half-length signal, stored
         // transposed (one block row per sample, one lane per image row) in bit-reversed order.
@@ -145,7 +145,7 @@ void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     const float* wc = s.splitCos.data();
     const float* ws = s.splitSin.data();
     for (int y0 = 0; y0 < H; y0 += kRowBlock) {
-        const int lanes = std::min(kRowBlock, H - y0);
+        const int lanes = std::min(static_cast<int>(kRowBlock), H - y0);
         for (int b = 0; b < lanes; ++b) {
             const float* inRe = pr + (y0 + b) * ps;
             const float* inIm = pi + (y0 + b) * ps;
