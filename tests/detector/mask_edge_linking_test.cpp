@@ -1,4 +1,6 @@
-#include "TracingFixture.h"
+#include "UpperPreparationHelpers.h"
+
+#include <memory>
 
 #include <gtest/gtest.h>
 
@@ -11,10 +13,9 @@ constexpr int kWidth = 300;
 // the snap to the response puts the chain point back onto the top.
 struct MaskScene {
     std::unique_ptr<VelinDetectorIpp> d;
-    explicit MaskScene(int height) : d(velin_test::makeDetector(kWidth, height)) {
-        d->maskImage.allocate(kWidth, height);
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < kWidth; ++x) d->maskImage.getRow(y)[x] = 0;
+    explicit MaskScene(int height) : d(new VelinDetectorIpp) {
+        upper_test::fillImage(d->maskImage, kWidth, height, 0);
+        upper_test::fillImage(d->responseImage, kWidth, height, 0.0f);
         d->dataFirstDepth = 5;
         d->dataLastDepth = kWidth - 5;
     }
@@ -59,7 +60,8 @@ TEST(LinkMaskEdges, OverlappingChainsAreCutAtTheIntegerMidpoint) {
 }
 
 TEST(SnapTracesToResponseMaximum, SearchesFromThePointNearTheTopAndAddsTwo) {
-    auto d = velin_test::makeDetector(100, 2);
+    auto d = std::make_unique<VelinDetectorIpp>();
+    upper_test::fillImage(d->responseImage, 100, 2, 0.0f);
     EXPECT_FALSE(d->snapTracesToResponseMaximum(d->responseImage));
     float* shallow = d->responseImage.getRow(0);
     shallow[8] = 5.0f;  // above a point at depth 10, whose search starts at 10 itself

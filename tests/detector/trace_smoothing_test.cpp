@@ -1,10 +1,10 @@
-#include "TracingFixture.h"
+#include "UpperPreparationHelpers.h"
 
 #include <gtest/gtest.h>
 
 using namespace Orvan::Velin;
-using velin_test::depthsOf;
-using velin_test::traceOf;
+using upper_test::depthsOf;
+using upper_test::traceOf;
 using Depths = std::vector<int>;
 
 TEST(SmoothDepths, TheWindowFollowsTheTraceLengthAndTheCentreIsLeftOut) {
@@ -28,13 +28,13 @@ TEST(SmoothDepths, TheWindowFollowsTheTraceLengthAndTheCentreIsLeftOut) {
 }
 
 TEST(SnapToResponseMinimum, MovesToTheShallowestLeastValueAwayFromTheFrame) {
-    auto d = velin_test::makeDetector(30, 1);
-    float* row = d->responseImage.getRow(0);
+    VelinDetectorIpp d;
+    upper_test::fillImage(d.responseImage, 30, 1, 0.0f);
+    float* row = d.responseImage.getRow(0);
     row[12] = row[17] = -3.0f;
     row[2] = row[27] = -9.0f;
-    Trace t = traceOf({15, 5, 25, 6, 24});
-    for (BoundaryPoint& p : t) p.aScan = 0;
-    d->snapToResponseMinimum(d->responseImage, t, 5);
+    Trace t = traceOf({15, 5, 25, 6, 24}, 0, 0);
+    d.snapToResponseMinimum(d.responseImage, t, 5);
     EXPECT_EQ(depthsOf(t), (Depths{12, 5, 25, 2, 27}));
 }
 

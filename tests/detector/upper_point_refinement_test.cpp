@@ -1,4 +1,6 @@
-#include "TracingFixture.h"
+#include "UpperPreparationHelpers.h"
+
+#include <memory>
 
 #include <gtest/gtest.h>
 
@@ -9,10 +11,10 @@ constexpr int kWidth = 300;
 
 // Zero response and a uniformly grey smoothed image: limits stay and no point is dark unless a test says so.
 struct RefineScene {
-    std::unique_ptr<VelinDetectorIpp> d = velin_test::makeDetector(kWidth, 50);
+    std::unique_ptr<VelinDetectorIpp> d{new VelinDetectorIpp};
     RefineScene() {
-        d->smoothImage.allocate(kWidth, 50);
-        for (int y = 0; y < 50; ++y) grey(y, 100);
+        upper_test::fillImage(d->responseImage, kWidth, 50, 0.0f);
+        upper_test::fillImage(d->smoothImage, kWidth, 50, 100);
     }
     void grey(int row, int value) {
         for (int x = 0; x < kWidth; ++x) d->smoothImage.getRow(row)[x] = static_cast<std::uint8_t>(value);
