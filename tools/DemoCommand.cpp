@@ -90,6 +90,7 @@ int runDemo(const DemoRequest& request) {
     settings.spacing = {v.spacingDepthUm, v.spacingAScanUm, v.spacingBScanUm};
     settings.spacingGiven = settings.spacing.depthKnown() || settings.spacing.lateralKnown();
     settings.grid = v.scanKind == "disc" ? GridChoice::Circle : GridChoice::Etdrs;
+    settings.eye = v.eye;
 
     ProgressBoard board(stderrIsTerminal());
     const auto start = std::chrono::steady_clock::now();

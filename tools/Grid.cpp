@@ -144,15 +144,45 @@ const char* gridName(GridKind kind) {
     return "none";
 }
 
-GridCentre findMacularCentre(const ThicknessMap& map, const Spacing& spacing) {
-    const GridCentre fallback = scanCentre(map.numBScans, map.numAScans);
-    if (!spacing.lateralKnown() || map.values.empty()) return fallback;
+std::vector<float> retinaThickness(const VolumeView& volume, const Result& result) {
+    // Speckle makes single samples unreliable; the band is found on a running mean of this many samples.
+    constexpr int kWindow = 5;
+    // Below the upper boundary the first samples still belong to the bright nerve-fibre layer.
+    constexpr int kSkip = 2;
+    const int depth = volume.depth;
+    std::vector<float> thickness(result.upperDepth.size(), std::numeric_limits<float>::quiet_NaN());
+    for (std::size_t i = 0; i < thickness.size(); ++i) {
+        const int top = result.upperDepth[i];
+        if (top < 0) continue;
+        const int start = std::max(top, static_cast<int>(result.lowerDepth[i])) + kSkip;
+        if (start + kWindow > depth) continue;
+        const std::uint8_t* aScan = volume.data + i * static_cast<std::size_t>(depth);
+        int sum = 0;
+        for (int d = start; d < start + kWindow; ++d) sum += aScan[d];
+        int best = sum, bestDepth = start;
+        for (int d = start + 1; d + kWindow <= depth; ++d) {
+            sum += aScan[d + kWindow - 1] - aScan[d - 1];
+            if (sum > best) best = sum, bestDepth = d;
+        }
+        thickness[i] = static_cast<float>(bestDepth + kWindow / 2 - top);
+    }
+    return thickness;
+}
+
+GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing) {
+    const GridCentre fallback = scanCentre(result.numBScans, result.numAScans);
+    if (!spacing.lateralKnown() || result.upperDepth.empty()) return fallback;
+    ThicknessMap map;
+    map.numBScans = result.numBScans;
+    map.numAScans = result.numAScans;
+    map.values = retinaThickness(volume, result);
     const auto offsets = discOffsets(kEtdrsDiametersMm[0] * 500.0, spacing);
     // A disc counts only when a quarter of it is measured: a handful of points says nothing about a region.
     const std::size_t needed = (offsets.size() + 3) / 4;
 
+    // Means of every disc first; a flat bottom holds several equal minima, and their centroid is the centre.
+    std::vector<double> means(map.values.size(), std::numeric_limits<double>::infinity());
     double best = std::numeric_limits<double>::infinity();
-    GridCentre centre = fallback;
     for (int b = 0; b < map.numBScans; ++b) {
         if (!inCentralHalf(b, map.numBScans)) continue;
         for (int a = 0; a < map.numAScans; ++a) {
@@ -169,13 +199,22 @@ GridCentre findMacularCentre(const ThicknessMap& map, const Spacing& spacing) {
             }
             if (count < needed || count == 0) continue;
             const double mean = sum / static_cast<double>(count);
-            if (mean < best) {
-                best = mean;
-                centre = {static_cast<double>(b), static_cast<double>(a), "thinnest region"};
-            }
+            means[static_cast<std::size_t>(b) * map.numAScans + a] = mean;
+            best = std::min(best, mean);
         }
     }
-    return centre;
+    if (!std::isfinite(best)) return fallback;
+
+    const double tolerance = 1e-9 * std::max(1.0, std::fabs(best));
+    double sumB = 0.0, sumA = 0.0;
+    std::size_t minima = 0;
+    for (std::size_t i = 0; i < means.size(); ++i) {
+        if (means[i] > best + tolerance) continue;
+        sumB += static_cast<double>(i / map.numAScans);
+        sumA += static_cast<double>(i % map.numAScans);
+        ++minima;
+    }
+    return {sumB / minima, sumA / minima, "thinnest retina"};
 }
 
 GridCentre findDiscCentre(const Result& result) {
@@ -184,13 +223,20 @@ GridCentre findDiscCentre(const Result& result) {
     // Regions smaller than this are failed A-scans here and there, not the disc.
     const std::size_t minimumSize = std::max<std::size_t>(4, positions / 200);
 
+    // No retina: no upper boundary, or a lower boundary that coincides with it (no nerve-fibre layer), which is
+    // what the engine reports across the cup of a disc.
+    std::vector<std::uint8_t> noRetina(positions);
+    for (std::size_t i = 0; i < positions; ++i) {
+        const int upper = result.upperDepth[i], lower = result.lowerDepth[i];
+        noRetina[i] = upper < 0 || (lower >= 0 && lower <= upper);
+    }
     std::vector<std::int32_t> label(positions, -1);
     std::vector<std::size_t> stack;
     std::size_t bestSize = 0;
     GridCentre best = scanCentre(rows, cols);
     std::int32_t next = 0;
     for (std::size_t start = 0; start < positions; ++start) {
-        if (result.upperDepth[start] >= 0 || label[start] >= 0) continue;
+        if (!noRetina[start] || label[start] >= 0) continue;
         // Flood fill of one region without retina, 4-connected.
         double sumB = 0.0, sumA = 0.0;
         std::size_t size = 0;
@@ -207,7 +253,7 @@ GridCentre findDiscCentre(const Result& result) {
             for (const auto& n : neighbours) {
                 if (n.first < 0 || n.first >= rows || n.second < 0 || n.second >= cols) continue;
                 const std::size_t j = static_cast<std::size_t>(n.first) * cols + n.second;
-                if (result.upperDepth[j] >= 0 || label[j] >= 0) continue;
+                if (!noRetina[j] || label[j] >= 0) continue;
                 label[j] = next;
                 stack.push_back(j);
             }

@@ -22,7 +22,7 @@ const char* gridName(GridKind kind);
 struct GridCentre {
     double bScan = 0.0;  ///< in B-scan positions (fractional)
     double aScan = 0.0;  ///< in A-scan positions (fractional)
-    std::string rule;    ///< "thinnest region", "disc (no retina found)" or "scan centre"
+    std::string rule;    ///< "thinnest retina", "disc (no retina found)" or "scan centre"
 };
 
 struct SectorThickness {
@@ -45,12 +45,19 @@ struct GridResult {
 constexpr double kEtdrsDiametersMm[3] = {1.0, 3.0, 6.0};
 constexpr double kCircleDiameterMm = 3.46;
 
-/// The centre of a macular grid: the middle of the disc of 1 mm diameter with the thinnest mean thickness,
-/// searched over the central half of the scan; the scan centre when no such disc has enough measurements.
-GridCentre findMacularCentre(const ThicknessMap& map, const Spacing& spacing);
+/// The centre of a macular grid: the fovea, where the retina is thinnest. The retina's thickness per A-scan is
+/// taken from the top of the retina to the brightest sample below the nerve-fibre layer (the pigment
+/// epithelium, the brightest band of an OCT scan); the centre is the middle of the disc of 1 mm diameter
+/// with the thinnest mean, searched over the central half of the scan. The scan centre is used when the
+/// lateral spacing is unknown or no disc has enough measurements.
+GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing);
+
+/// Thickness of the retina per position in samples as findMacularCentre measures it; NaN without a top.
+std::vector<float> retinaThickness(const VolumeView& volume, const Result& result);
 
 /// The centre of a peripapillary grid: the centroid of the largest connected region without retina (no upper
-/// boundary) whose centroid lies in the central half of the scan; the scan centre when there is none.
+/// boundary, or a lower boundary at or above it: no nerve-fibre layer) whose centroid lies in the central
+/// half of the scan and which covers at least 0.5 % of the positions; the scan centre when there is none.
 GridCentre findDiscCentre(const Result& result);
 
 /// Needs the lateral spacing. `eye` is "OD", "OS" or empty (then OD is assumed and recorded as such).

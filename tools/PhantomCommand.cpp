@@ -24,8 +24,8 @@ int runPhantom(const PhantomRequest& request) {
                 v.scanKind.c_str(), v.eye.c_str(), paths.volume.c_str());
     std::printf("velin: true boundaries -> %s, %s\n", paths.truthTop.c_str(), paths.truthBottom.c_str());
     if (v.spacingDepthUm > 0 && v.spacingAScanUm > 0 && v.spacingBScanUm > 0)
-        std::printf("velin: segment it with --spacing-um %g,%g,%g --grid %s\n", v.spacingDepthUm, v.spacingAScanUm,
-                    v.spacingBScanUm, v.scanKind == "disc" ? "circle" : "etdrs");
+        std::printf("velin: segment it with --spacing-um %g,%g,%g --grid %s --eye %s\n", v.spacingDepthUm,
+                    v.spacingAScanUm, v.spacingBScanUm, v.scanKind == "disc" ? "circle" : "etdrs", v.eye.c_str());
     return 0;
 }
 

@@ -212,6 +212,8 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
         ->check(CLI::IsMember({"auto", "etdrs", "circle", "none"}))
         ->type_name("GRID")
         ->default_str("auto");
+    cmd->add_option("--eye", request->settings.eye, "OD or OS, for nasal and temporal (overrides the file's)")
+        ->check(CLI::IsMember({"OD", "OS"}));
     cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")
         ->check(CLI::Range(1, 256))
         ->type_name("N")

@@ -108,7 +108,8 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     }
     const Result& result = summary.result;
 
-    ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, volume.eye, volume.scanKind, {}, {}};
+    const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
+    ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, eye, volume.scanKind, {}, {}};
     if (settings.spacingGiven) {
         input.spacing = settings.spacing;
         input.spacingSource = "command line";
@@ -138,8 +139,8 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     GridResult grid;
     if (kind != GridKind::None) {
         const GridCentre centre =
-            kind == GridKind::Etdrs ? findMacularCentre(map, input.spacing) : findDiscCentre(result);
-        grid = evaluateGrid(kind, centre, map, input.spacing, volume.eye);
+            kind == GridKind::Etdrs ? findMacularCentre(view, result, input.spacing) : findDiscCentre(result);
+        grid = evaluateGrid(kind, centre, map, input.spacing, eye);
     }
 
     if (result.segmented()) {

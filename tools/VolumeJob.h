@@ -23,6 +23,7 @@ struct SegmentSettings {
     Spacing spacing;              ///< used instead of the file's spacing when spacingGiven
     bool spacingGiven = false;
     GridChoice grid = GridChoice::Auto;
+    std::string eye;              ///< "OD" or "OS" to use instead of the file's; empty = the file's
 };
 
 struct VolumeSummary {

@@ -18,6 +18,10 @@ namespace {
 constexpr int kDepthAlignment = 32;
 constexpr std::int64_t kInt32Max = std::numeric_limits<std::int32_t>::max();
 
+std::int64_t roundUpToAlignment(std::int64_t depth) {
+    return (depth + kDepthAlignment - 1) / kDepthAlignment * kDepthAlignment;
+}
+
 [[noreturn]] void rejectArgument(const std::string& what) {
     throw std::invalid_argument("velin::segment: " + what);
 }
@@ -40,7 +44,7 @@ void checkArguments(const VolumeView& volume, const Options& options) {
     checkSize("depth", volume.depth);
 
     // The engine forms every offset into the volume in 32-bit signed arithmetic, on the padded depth.
-    const std::int64_t depth = paddedDepth(volume.depth);
+    const std::int64_t depth = roundUpToAlignment(volume.depth);
     const std::int64_t perBScan = static_cast<std::int64_t>(volume.numAScans) * depth;
     const std::int64_t total = perBScan * volume.numBScans;
     if (depth > kInt32Max || perBScan > kInt32Max || total > kInt32Max) {
@@ -94,8 +98,7 @@ extern "C" void relayProgress(int done, int total, void* user) {
 
 int paddedDepth(int depth) {
     if (depth <= 0) return depth;
-    const std::int64_t rounded =
-        (static_cast<std::int64_t>(depth) + kDepthAlignment - 1) / kDepthAlignment * kDepthAlignment;
+    const std::int64_t rounded = roundUpToAlignment(depth);
     return rounded > kInt32Max ? std::numeric_limits<int>::max() : static_cast<int>(rounded);
 }
 

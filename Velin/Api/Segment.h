@@ -82,7 +82,8 @@ struct Result {
 /// result's outcome says so and its planes hold -1 (depths) and 0 (values) everywhere.
 Result segment(const VolumeView& volume, const Options& options = Options());
 
-/// Depth the engine works on for an input depth: the next multiple of 32 (the depth itself when it is one).
+/// Depth the engine works on for an input depth: the next multiple of 32 (the depth itself when it is one;
+/// the largest int when the next multiple does not fit).
 int paddedDepth(int depth);
 
 }  // namespace velin

@@ -1,0 +1,193 @@
+// The program's measurements: thickness, its summary, the grids and their centres.
+
+#include "Grid.h"
+#include "ThicknessMap.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+
+namespace {
+
+using namespace velin::cli;
+
+velin::Result resultOf(int numBScans, int numAScans, std::vector<std::int16_t> upper, std::vector<std::int16_t> lower) {
+    velin::Result result;
+    result.numBScans = numBScans;
+    result.numAScans = numAScans;
+    result.outcome = velin::Outcome::Segmented;
+    result.upperDepth = std::move(upper);
+    result.lowerDepth = std::move(lower);
+    return result;
+}
+
+std::map<std::string, double> sectorMeans(const GridResult& grid) {
+    std::map<std::string, double> means;
+    for (const SectorThickness& sector : grid.sectors) means[sector.name] = sector.mean;
+    return means;
+}
+
+TEST(CliThickness, MissingOrInvertedBoundariesGiveNaNAndTheSummaryCountsOnlyMeasuredPositions) {
+    const velin::Result result = resultOf(1, 6, {10, -1, 10, 20, 10, 10}, {14, 30, -1, 15, 10, 30});
+    const ThicknessMap samples = computeThickness(result, Spacing{});
+    EXPECT_FALSE(samples.micrometres);
+    EXPECT_FLOAT_EQ(samples.values[0], 4.0f);
+    EXPECT_TRUE(std::isnan(samples.values[1]));
+    EXPECT_TRUE(std::isnan(samples.values[2]));
+    EXPECT_TRUE(std::isnan(samples.values[3]));  // lower above upper
+    EXPECT_FLOAT_EQ(samples.values[4], 0.0f);
+    EXPECT_FLOAT_EQ(samples.values[5], 20.0f);
+
+    const ThicknessMap um = computeThickness(result, Spacing{1.953125, 10.0, 10.0});
+    EXPECT_TRUE(um.micrometres);
+    EXPECT_FLOAT_EQ(um.values[0], 4 * 1.953125f);
+
+    const ThicknessSummary summary = summariseThickness(result, samples);
+    EXPECT_EQ(summary.positions, 6u);
+    EXPECT_EQ(summary.upperFound, 5u);
+    EXPECT_EQ(summary.lowerFound, 5u);
+    EXPECT_EQ(summary.measured, 3u);
+    EXPECT_DOUBLE_EQ(summary.coverage, 0.5);
+    EXPECT_DOUBLE_EQ(summary.mean, 8.0);
+    EXPECT_DOUBLE_EQ(summary.median, 4.0);
+    EXPECT_DOUBLE_EQ(summary.minimum, 0.0);
+    EXPECT_DOUBLE_EQ(summary.maximum, 20.0);
+}
+
+TEST(CliThickness, PercentilesInterpolateBetweenRanksLikeNumericalPackages) {
+    const std::vector<float> sorted = {1, 2, 3, 4};
+    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 25.0), 1.75);
+    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 50.0), 2.5);
+    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 95.0), 3.85);
+    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 100.0), 4.0);
+    EXPECT_TRUE(std::isnan(percentileOfSorted({}, 50.0)));
+}
+
+// A 20 um grid of 320 x 320 positions whose value tells the direction from the centre as seen on the
+// en-face view (1 up, 2 right, 3 down, 4 left), plus 10 in the outer ring and 100 in the central disc.
+ThicknessMap directionMap(double centreB, double centreA) {
+    ThicknessMap map;
+    map.numBScans = map.numAScans = 320;
+    map.micrometres = true;
+    for (int b = 0; b < 320; ++b) {
+        for (int a = 0; a < 320; ++a) {
+            const double right = (a - centreA) * 20.0, up = (centreB - b) * 20.0;
+            const double radius = std::hypot(right, up);
+            float value;
+            if (std::fabs(up) > std::fabs(right))
+                value = up > 0 ? 1.0f : 3.0f;
+            else
+                value = right > 0 ? 2.0f : 4.0f;
+            if (radius >= 1500.0) value += 10.0f;
+            if (radius < 500.0) value = 100.0f;
+            map.values.push_back(value);
+        }
+    }
+    return map;
+}
+
+TEST(CliGrid, EtdrsSectorsFollowTheEyeAndTheEnFaceOrientation) {
+    const Spacing spacing{2.0, 20.0, 20.0};
+    const ThicknessMap map = directionMap(150, 170);
+    const GridCentre centre{150, 170, "test"};
+
+    const auto right = sectorMeans(evaluateGrid(GridKind::Etdrs, centre, map, spacing, "OD"));
+    EXPECT_DOUBLE_EQ(right.at("central"), 100.0);
+    EXPECT_DOUBLE_EQ(right.at("inner_superior"), 1.0);
+    EXPECT_DOUBLE_EQ(right.at("inner_nasal"), 2.0);
+    EXPECT_DOUBLE_EQ(right.at("inner_inferior"), 3.0);
+    EXPECT_DOUBLE_EQ(right.at("inner_temporal"), 4.0);
+    EXPECT_DOUBLE_EQ(right.at("outer_nasal"), 12.0);
+    EXPECT_DOUBLE_EQ(right.at("outer_temporal"), 14.0);
+
+    const GridResult leftGrid = evaluateGrid(GridKind::Etdrs, centre, map, spacing, "OS");
+    const auto left = sectorMeans(leftGrid);
+    EXPECT_DOUBLE_EQ(left.at("inner_nasal"), 4.0);
+    EXPECT_DOUBLE_EQ(left.at("inner_temporal"), 2.0);
+    EXPECT_DOUBLE_EQ(left.at("outer_superior"), 11.0);
+    EXPECT_FALSE(leftGrid.eyeAssumed);
+
+    const GridResult unknown = evaluateGrid(GridKind::Etdrs, centre, map, spacing, "");
+    EXPECT_TRUE(unknown.eyeAssumed);
+    EXPECT_EQ(unknown.eye, "OD");
+}
+
+TEST(CliGrid, CircleQuadrantsSampleTheRingAndSkipWhatLiesOutsideTheScan) {
+    const Spacing spacing{2.0, 20.0, 20.0};
+    const ThicknessMap map = directionMap(150, 170);
+
+    const GridResult grid = evaluateGrid(GridKind::Circle, GridCentre{150, 170, "test"}, map, spacing, "OS");
+    const auto means = sectorMeans(grid);
+    // The 3.46 mm circle lies between the 3 mm and the 6 mm circle of the map: the outer-ring values, blurred a
+    // little by the interpolation next to the diagonals.
+    EXPECT_NEAR(means.at("superior"), 11.0, 0.05);
+    EXPECT_NEAR(means.at("temporal"), 12.0, 0.05);
+    EXPECT_NEAR(means.at("inferior"), 13.0, 0.05);
+    EXPECT_NEAR(means.at("nasal"), 14.0, 0.05);
+    EXPECT_NEAR(grid.overallMean, 12.5, 0.05);
+    for (const SectorThickness& sector : grid.sectors) EXPECT_EQ(sector.samples, sector.totalSamples);
+
+    // Centred on the left edge, the left half of the circle falls outside the scan.
+    const GridResult edge = evaluateGrid(GridKind::Circle, GridCentre{150, 0, "test"}, map, spacing, "OD");
+    EXPECT_LT(edge.sectors[0].totalSamples, 400u);
+    EXPECT_EQ(edge.sectors[0].samples, edge.sectors[0].totalSamples);
+}
+
+TEST(CliGrid, DiscCentreIsTheLargestCentralRegionWithoutRetina) {
+    const int rows = 60, cols = 80;
+    std::vector<std::int16_t> upper(rows * cols, 100), lower(rows * cols, 110);
+    auto at = [cols](int b, int a) { return static_cast<std::size_t>(b) * cols + a; };
+    // The disc: no nerve-fibre layer in an off-centre block of 8 x 10 positions.
+    for (int b = 20; b < 28; ++b)
+        for (int a = 40; a < 50; ++a) lower[at(b, a)] = upper[at(b, a)];
+    // Larger, but at the border of the scan: failed A-scans at the edge, not the disc.
+    for (int b = 0; b < 60; ++b)
+        for (int a = 0; a < 3; ++a) upper[at(b, a)] = -1;
+    // Too small to count.
+    upper[at(35, 30)] = -1;
+
+    const GridCentre centre = findDiscCentre(resultOf(rows, cols, upper, lower));
+    EXPECT_DOUBLE_EQ(centre.bScan, 23.5);
+    EXPECT_DOUBLE_EQ(centre.aScan, 44.5);
+    EXPECT_EQ(centre.rule, "disc (no retina found)");
+
+    const GridCentre fallback = findDiscCentre(resultOf(rows, cols, std::vector<std::int16_t>(rows * cols, 100),
+                                                        std::vector<std::int16_t>(rows * cols, 110)));
+    EXPECT_DOUBLE_EQ(fallback.bScan, 29.5);
+    EXPECT_DOUBLE_EQ(fallback.aScan, 39.5);
+    EXPECT_EQ(fallback.rule, "scan centre");
+}
+
+TEST(CliGrid, MacularCentreIsWhereTheRetinaIsThinnest) {
+    // Flat top of the retina at depth 20 and a bright deep band at 80, lifted to 60 around a fovea placed
+    // off the scan centre; the bright nerve-fibre layer just below the top must not be taken for the band.
+    const int rows = 40, cols = 60, depth = 100;
+    const int foveaB = 22, foveaA = 26;
+    std::vector<std::uint8_t> samples(static_cast<std::size_t>(rows) * cols * depth, 30);
+    std::vector<std::int16_t> upper(rows * cols, 20), lower(rows * cols, 24);
+    for (int b = 0; b < rows; ++b) {
+        for (int a = 0; a < cols; ++a) {
+            std::uint8_t* aScan = &samples[(static_cast<std::size_t>(b) * cols + a) * depth];
+            for (int d = 20; d < 24; ++d) aScan[d] = 250;
+            const bool fovea = std::hypot(b - foveaB, a - foveaA) <= 3.0;
+            const int band = fovea ? 60 : 80;
+            for (int d = band; d < band + 4; ++d) aScan[d] = 200;
+        }
+    }
+    const velin::VolumeView view{samples.data(), rows, cols, depth};
+    const velin::Result result = resultOf(rows, cols, upper, lower);
+
+    const std::vector<float> retina = retinaThickness(view, result);
+    EXPECT_FLOAT_EQ(retina[0], 61.0f);  // the band 80..83 seen through a 5-sample window
+    EXPECT_FLOAT_EQ(retina[static_cast<std::size_t>(foveaB) * cols + foveaA], 41.0f);
+
+    const GridCentre centre = findMacularCentre(view, result, Spacing{2.0, 100.0, 100.0});
+    EXPECT_EQ(centre.rule, "thinnest retina");
+    EXPECT_NEAR(centre.bScan, foveaB, 1.0);
+    EXPECT_NEAR(centre.aScan, foveaA, 1.0);
+
+    EXPECT_EQ(findMacularCentre(view, result, Spacing{}).rule, "scan centre");
+}
+
+}  // namespace
