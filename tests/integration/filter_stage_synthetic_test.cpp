@@ -4,8 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <string>
 #include <vector>
+
+#if defined(VELIN_HAVE_IO)
+#include <tools/io/VolumeFile.h>
+#endif
 
 using namespace Orvan::Velin;
 
@@ -52,3 +59,27 @@ TEST(FilterStageOnSyntheticVolume, AcceptsEveryBScanAndTheMaskCoversTheNerveFibr
         EXPECT_GE(edgesNearTop, rows * 95 / 100) << "B-scan " << b;
     }
 }
+
+#if defined(VELIN_HAVE_IO)
+// The shared sample B-scan is 496 samples deep; padded to 512 (a whole row step) it loads row by row, and its
+// retina must come out as a plausible layer.
+TEST(FilterStageOnSampleScan, AcceptsThePaddedSampleBScanAsOneLayer) {
+    const std::string path = std::string(VELIN_SHARED_DATA_DIR) + "/vol/onh.vol";
+    if (!std::ifstream(path)) GTEST_SKIP() << "sample data not found at " << path;
+    const velin::io::Volume volume = velin::io::readVolume(path, velin::io::ReadOptions{});
+    constexpr int kPaddedDepth = 512;
+    ASSERT_LE(volume.depth, kPaddedDepth);
+    std::vector<unsigned char> padded(static_cast<std::size_t>(volume.numAScans) * kPaddedDepth, 0);
+    for (int a = 0; a < volume.numAScans; ++a)
+        std::copy_n(&volume.samples[static_cast<std::size_t>(a) * volume.depth], volume.depth, &padded[a * kPaddedDepth]);
+
+    VelinDetectorIpp detector;
+    detector.setParameters(padded.data(), volume.numAScans, kPaddedDepth, 1, 100.0f, 0.0f, 0.0f, 0);
+    ASSERT_TRUE(detector.setupVolume());
+    ASSERT_TRUE(detector.loadBScan(0));
+    ASSERT_TRUE(detector.runFilterStage());
+    Trace edge;
+    EXPECT_TRUE(detector.checkMaskLayer(edge, false));
+    EXPECT_GE(edge.size(), static_cast<std::size_t>(volume.numAScans) * 9 / 10);
+}
+#endif
