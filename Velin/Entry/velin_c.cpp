@@ -19,9 +19,7 @@ namespace {
 
 constexpr std::int64_t kInt32Max = std::numeric_limits<std::int32_t>::max();
 
-bool fitsInt32(std::int64_t value) {
-    return value <= kInt32Max;
-}
+bool fitsInt32(std::int64_t value) { return value <= kInt32Max; }
 
 // The gap limit is trunc(100 / gapScale + 0.5) + 5 converted to a 32-bit integer. Besides 0, NaN and
 // infinity, a gapScale so close to 0 that this no longer fits would make that conversion undefined, so it is
@@ -61,21 +59,18 @@ int validate(const unsigned char* volume, int numBScans, int numAScans, int dept
 
 extern "C" {
 
-const char* velin_version(void) {
-    return VELIN_VERSION;
-}
+const char* velin_version(void) { return VELIN_VERSION; }
 
-int velin_segment(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
-                  short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
-                  float auxParameter, int optionFlag) {
+int velin_segment(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1, short* plane2,
+                  short* plane3, short* plane4, float gapScale, float widthSelector, float auxParameter,
+                  int optionFlag) {
     return velin_segment_ex(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
                             widthSelector, auxParameter, optionFlag, nullptr, nullptr, nullptr);
 }
 
-int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
-                     short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
-                     float auxParameter, int optionFlag, velin_progress_fn progress, void* user,
-                     int* bscansSegmented) {
+int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1, short* plane2,
+                     short* plane3, short* plane4, float gapScale, float widthSelector, float auxParameter,
+                     int optionFlag, velin_progress_fn progress, void* user, int* bscansSegmented) {
     const int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale);
     if (invalid != VELIN_OK) {
         return invalid;
@@ -84,19 +79,19 @@ int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, 
         // The count goes through a local so that the caller's variable is written only once the run has
         // completed, never half-way through a failure.
         int segmented = 0;
-        const Orvan::Velin::RunOutcome outcome = Orvan::Velin::runSegmentation(
-            volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale, widthSelector,
-            auxParameter, optionFlag, progress, user, &segmented);
+        const Orvan::Velin::RunOutcome outcome =
+            Orvan::Velin::runSegmentation(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
+                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented);
         if (bscansSegmented != nullptr) {
             *bscansSegmented = segmented;
         }
         switch (outcome) {
-        case Orvan::Velin::RunOutcome::Segmented:
-            return VELIN_OK;
-        case Orvan::Velin::RunOutcome::TooFewBScans:
-            return VELIN_ERR_TOO_FEW_BSCANS;
-        case Orvan::Velin::RunOutcome::NothingFound:
-            return VELIN_ERR_NO_BSCAN_FOUND;
+            case Orvan::Velin::RunOutcome::Segmented:
+                return VELIN_OK;
+            case Orvan::Velin::RunOutcome::TooFewBScans:
+                return VELIN_ERR_TOO_FEW_BSCANS;
+            case Orvan::Velin::RunOutcome::NothingFound:
+                return VELIN_ERR_NO_BSCAN_FOUND;
         }
         return VELIN_ERR_INTERNAL;
     } catch (const std::bad_alloc&) {
@@ -108,28 +103,28 @@ int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, 
 
 const char* velin_status_message(int status) {
     switch (status) {
-    case VELIN_OK:
-        return "success";
-    case VELIN_ERR_NULL_VOLUME:
-        return "the volume pointer is null";
-    case VELIN_ERR_NULL_PLANE:
-        return "an output plane pointer is null";
-    case VELIN_ERR_BAD_SIZE:
-        return "numBScans, numAScans and depth must be positive";
-    case VELIN_ERR_SIZE_OVERFLOW:
-        return "the volume is too large: numBScans*numAScans*depth must fit in 32 bits";
-    case VELIN_ERR_BAD_GAP_SCALE:
-        return "gapScale must be finite and not 0 (nor so close to 0 that the gap limit overflows)";
-    case VELIN_ERR_TOO_FEW_BSCANS:
-        return "the volume has fewer than 10 B-scans; nothing was segmented";
-    case VELIN_ERR_NO_BSCAN_FOUND:
-        return "no B-scan could be segmented; the planes are untouched";
-    case VELIN_ERR_OUT_OF_MEMORY:
-        return "out of memory";
-    case VELIN_ERR_INTERNAL:
-        return "internal error";
-    default:
-        return "unknown status code";
+        case VELIN_OK:
+            return "success";
+        case VELIN_ERR_NULL_VOLUME:
+            return "the volume pointer is null";
+        case VELIN_ERR_NULL_PLANE:
+            return "an output plane pointer is null";
+        case VELIN_ERR_BAD_SIZE:
+            return "numBScans, numAScans and depth must be positive";
+        case VELIN_ERR_SIZE_OVERFLOW:
+            return "the volume is too large: numBScans*numAScans*depth must fit in 32 bits";
+        case VELIN_ERR_BAD_GAP_SCALE:
+            return "gapScale must be finite and not 0 (nor so close to 0 that the gap limit overflows)";
+        case VELIN_ERR_TOO_FEW_BSCANS:
+            return "the volume has fewer than 10 B-scans; nothing was segmented";
+        case VELIN_ERR_NO_BSCAN_FOUND:
+            return "no B-scan could be segmented; the planes are untouched";
+        case VELIN_ERR_OUT_OF_MEMORY:
+            return "out of memory";
+        case VELIN_ERR_INTERNAL:
+            return "internal error";
+        default:
+            return "unknown status code";
     }
 }
 

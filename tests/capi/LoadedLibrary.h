@@ -33,8 +33,8 @@ struct CEntry {
     const char* (*version)(void) = nullptr;
     int (*segment)(const unsigned char*, int, int, int, short*, short*, short*, short*, float, float, float,
                    int) = nullptr;
-    int (*segmentEx)(const unsigned char*, int, int, int, short*, short*, short*, short*, float, float, float,
-                     int, velin_progress_fn, void*, int*) = nullptr;
+    int (*segmentEx)(const unsigned char*, int, int, int, short*, short*, short*, short*, float, float, float, int,
+                     velin_progress_fn, void*, int*) = nullptr;
     const char* (*statusMessage)(int) = nullptr;
 
     bool complete() const { return version && segment && segmentEx && statusMessage; }

@@ -29,8 +29,8 @@ struct Scenario {
     int optionFlag;
 };
 
-Scenario makeScenario(int numBScans, int numAScans, int depth, std::uint32_t seed, double speckle,
-                      float gapScale, float widthSelector, float auxParameter, int optionFlag) {
+Scenario makeScenario(int numBScans, int numAScans, int depth, std::uint32_t seed, double speckle, float gapScale,
+                      float widthSelector, float auxParameter, int optionFlag) {
     Scenario s;
     s.volume.numBScans = numBScans;
     s.volume.numAScans = numAScans;
@@ -69,10 +69,9 @@ bool segmentAll(velin_test::CEntry& entry, std::vector<unsigned char>& record) {
         for (auto& plane : planes) {
             plane.assign(size, -2);
         }
-        const int status = entry.segment(volume.samples.data(), volume.numBScans, volume.numAScans,
-                                         volume.depth, planes[0].data(), planes[1].data(), planes[2].data(),
-                                         planes[3].data(), s.gapScale, s.widthSelector, s.auxParameter,
-                                         s.optionFlag);
+        const int status = entry.segment(volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth,
+                                         planes[0].data(), planes[1].data(), planes[2].data(), planes[3].data(),
+                                         s.gapScale, s.widthSelector, s.auxParameter, s.optionFlag);
         if (status != VELIN_OK) {
             std::fprintf(stderr, "capi_plane_dump: %d x %d x %d: %s\n", volume.numBScans, volume.numAScans,
                          volume.depth, entry.statusMessage(status));
