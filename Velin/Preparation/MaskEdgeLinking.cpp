@@ -29,10 +29,45 @@ struct Linker {
         if (close(p, chain[n - 1])) return true;
         return n >= 3 && close(p, chain[n - 2]);
     }
+
+    // Index of the first point of the first run of runLength - 1 linked points. When there is none, the
+    // index where the last attempt began.
+    int forwardStart(const Trace& edges, int runLength) const {
+        const int count = static_cast<int>(edges.size());
+        int start = 0;
+        if (runLength - 1 <= 1) return start;
+        while (start < count - runLength) {
+            int k = start;
+            int run = 1;
+            while (close(edges[k], edges[k + 1])) {
+                ++k;
+                if (++run >= runLength - 1) return start;
+            }
+            start = k + 1;
+        }
+        return start;
+    }
+
+    // Index of the last point of the last run of runLength linked points: one point more than the forward
+    // run needs.
+    int backwardEnd(const Trace& edges, int runLength) const {
+        int end = static_cast<int>(edges.size()) - 1;
+        if (runLength <= 1) return end;
+        while (end >= runLength) {
+            int k = end;
+            int run = 1;
+            while (close(edges[k - 1], edges[k])) {
+                --k;
+                if (++run >= runLength) return end;
+            }
+            end = k - 1;
+        }
+        return end;
+    }
 };
 
-// Appends to the chain the first rising mask edge in row y that is near its last point and connected to it
-// through mask pixels. The connection is checked along the shallower of the two rows' spans.
+// Appends to the chain the first rising mask edge in row y that is near its last point and connected to it:
+// in the row whose edge is the shallower one, the mask must be continuous from that edge down to the other.
 bool linkRowPoint(const Orvan::Ipp::ippImage8u& mask, int firstDepth, int tolerance, int y, Trace& chain) {
     const BoundaryPoint last = chain.back();
     if (std::abs(y - last.aScan) >= 2) return false;
@@ -58,6 +93,42 @@ bool linkRowPoint(const Orvan::Ipp::ippImage8u& mask, int firstDepth, int tolera
     }
     return false;
 }
+
+// When the two chains hold more points than there are A-scans, either one of them is dropped (the shorter,
+// or the backward one when it lies wholly left of the forward one) or, when they overlap, both are cut back
+// to meet at the middle of the overlap.
+void reconcileChains(Trace& forward, Trace& backward, int height, int m, bool& dropForward, bool& dropBackward) {
+    const int forwardSize = static_cast<int>(forward.size());
+    const int backwardSize = static_cast<int>(backward.size());
+    if (forwardSize + backwardSize <= height) return;
+
+    const auto keepLonger = [&]() {
+        if (forwardSize < backwardSize) {
+            dropForward = true;
+        } else {
+            dropBackward = true;
+        }
+    };
+    if (forwardSize > height - m || backwardSize > height - m) {
+        keepLonger();
+        return;
+    }
+    // The backward chain runs toward smaller A-scans: its last point is its leftmost.
+    const BoundaryPoint f0 = forward.front();
+    const BoundaryPoint fl = forward.back();
+    const BoundaryPoint b0 = backward.front();
+    const BoundaryPoint bl = backward.back();
+    const std::int64_t product = static_cast<std::int64_t>(fl.aScan - b0.aScan) * (f0.aScan - bl.aScan);
+    if (product < 1) {
+        keepLonger();
+    } else if (bl.aScan < f0.aScan) {
+        dropBackward = true;
+    } else if (bl.aScan < fl.aScan) {
+        const int mid = (bl.aScan + fl.aScan) / 2;
+        while (forward.back().aScan > mid) forward.pop_back();
+        while (backward.back().aScan < mid - 1) backward.pop_back();
+    }
+}
 }  // namespace
 
 // Builds one chain from the left and one from the right of the mask's first edge points, each starting at a
@@ -73,44 +144,8 @@ bool VelinDetectorIpp::linkMaskEdges() {
     const int m = minPointCount;
     const int count = static_cast<int>(edges.size());
 
-    // Forward start: the first point of a run of m - 1 linked points.
-    int start = 0;
-    if (m - 1 > 1) {
-        while (start < count - m) {
-            int k = start;
-            int run = 1;
-            bool found = false;
-            while (linker.close(edges[k], edges[k + 1])) {
-                ++k;
-                if (++run >= m - 1) {
-                    found = true;
-                    break;
-                }
-            }
-            if (found) break;
-            start = k + 1;
-        }
-    }
-
-    // Backward end: the last point of a run of m linked points. The backward run is one point longer than
-    // the forward one.
-    int end = count - 1;
-    if (m > 1) {
-        while (end >= m) {
-            int k = end;
-            int run = 1;
-            bool found = false;
-            while (linker.close(edges[k - 1], edges[k])) {
-                --k;
-                if (++run >= m) {
-                    found = true;
-                    break;
-                }
-            }
-            if (found) break;
-            end = k - 1;
-        }
-    }
+    const int start = linker.forwardStart(edges, m);
+    const int end = linker.backwardEnd(edges, m);
 
     Trace forward;
     int lastTaken = -1;
@@ -152,36 +187,7 @@ bool VelinDetectorIpp::linkMaskEdges() {
 
     bool dropForward = false;
     bool dropBackward = false;
-    const int forwardSize = static_cast<int>(forward.size());
-    const int backwardSize = static_cast<int>(backward.size());
-    if (forwardSize + backwardSize > height) {
-        const auto keepLonger = [&]() {
-            if (forwardSize < backwardSize) {
-                dropForward = true;
-            } else {
-                dropBackward = true;
-            }
-        };
-        if (forwardSize > height - m || backwardSize > height - m) {
-            keepLonger();
-        } else {
-            // The backward chain runs toward smaller A-scans: its last point is its leftmost.
-            const BoundaryPoint f0 = forward.front();
-            const BoundaryPoint fl = forward.back();
-            const BoundaryPoint b0 = backward.front();
-            const BoundaryPoint bl = backward.back();
-            const std::int64_t product = static_cast<std::int64_t>(fl.aScan - b0.aScan) * (f0.aScan - bl.aScan);
-            if (product < 1) {
-                keepLonger();
-            } else if (bl.aScan < f0.aScan) {
-                dropBackward = true;
-            } else if (bl.aScan < fl.aScan) {
-                const int mid = (bl.aScan + fl.aScan) / 2;
-                while (forward.back().aScan > mid) forward.pop_back();
-                while (backward.back().aScan < mid - 1) backward.pop_back();
-            }
-        }
-    }
+    reconcileChains(forward, backward, height, m, dropForward, dropBackward);
 
     if (forwardValid && !dropForward) upperTraces.push_back(forward);
     if (backwardValid && !dropBackward) upperTraces.push_back(backward);
