@@ -5,7 +5,7 @@
 namespace Orvan {
 namespace Velin {
 
-// Every member starts at its declared initial value: empty images, no FFT specification, empty lists.
+// Every member starts at its declared initial value: empty images, no FFT set up, empty lists.
 VelinDetectorIpp::VelinDetectorIpp() {}
 
 VelinDetectorIpp::~VelinDetectorIpp() {

@@ -18,9 +18,9 @@ std::int16_t scaledValue(double value) { return low16(truncateToInt32(value * 10
 
 // Writes one list entry's points. Both value planes are addressed with the position of the upper-boundary
 // row, not with their own rows: the value lists are stored point for point alongside it.
-void writeEntry(std::size_t k, const MatrixList& boundaries1, const MatrixList& boundaries2,
-                const MatrixList& values1, const MatrixList& values2, ShortPlane& plane1, ShortPlane& plane2,
-                ShortPlane& plane3, ShortPlane& plane4) {
+void writeEntry(std::size_t k, const MatrixList& boundaries1, const MatrixList& boundaries2, const MatrixList& values1,
+                const MatrixList& values2, ShortPlane& plane1, ShortPlane& plane2, ShortPlane& plane3,
+                ShortPlane& plane4) {
     const Matrix& upper = boundaries1[k];
     for (std::uint32_t i = 0; i < upper.getRowCount(); ++i) {
         const VectorN r1 = upper.getRow(i);
@@ -62,9 +62,9 @@ void bridgeAcrossBScans(ShortPlane& plane1, ShortPlane& plane2, std::int32_t max
 
 }  // namespace
 
-void fillResultPlanes(const MatrixList& boundaryList1, const MatrixList& boundaryList2,
-                      const MatrixList& valueList1, const MatrixList& valueList2, std::int32_t maxGap,
-                      ShortPlane& plane1, ShortPlane& plane2, ShortPlane& plane3, ShortPlane& plane4) {
+void fillResultPlanes(const MatrixList& boundaryList1, const MatrixList& boundaryList2, const MatrixList& valueList1,
+                      const MatrixList& valueList2, std::int32_t maxGap, ShortPlane& plane1, ShortPlane& plane2,
+                      ShortPlane& plane3, ShortPlane& plane4) {
     plane1.fill(-1);
     plane2.fill(-1);
     plane3.fill(0);

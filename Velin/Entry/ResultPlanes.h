@@ -13,9 +13,9 @@ namespace Velin {
 /// truncated (0 where none). Short runs of -1 across B-scans are bridged in plane1 and plane2 with the limit
 /// `maxGap`. Positions in the lists must lie inside the planes; the value lists must have, entry for entry,
 /// at least as many rows as boundaryList1.
-void fillResultPlanes(const MatrixList& boundaryList1, const MatrixList& boundaryList2,
-                      const MatrixList& valueList1, const MatrixList& valueList2, std::int32_t maxGap,
-                      ShortPlane& plane1, ShortPlane& plane2, ShortPlane& plane3, ShortPlane& plane4);
+void fillResultPlanes(const MatrixList& boundaryList1, const MatrixList& boundaryList2, const MatrixList& valueList1,
+                      const MatrixList& valueList2, std::int32_t maxGap, ShortPlane& plane1, ShortPlane& plane2,
+                      ShortPlane& plane3, ShortPlane& plane4);
 
 }  // namespace Velin
 }  // namespace Orvan

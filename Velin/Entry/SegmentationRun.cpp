@@ -24,8 +24,7 @@ RunOutcome runSegmentation(const unsigned char* volume, int numBScans, int numAS
 
     // On the heap, and owned, so that an exception from the detector or the planes still releases it.
     auto detector = std::make_unique<VelinDetectorIpp>();
-    detector->setParameters(volume, numAScans, depth, numBScans, gapScale, widthSelector, auxParameter,
-                            optionFlag);
+    detector->setParameters(volume, numAScans, depth, numBScans, gapScale, widthSelector, auxParameter, optionFlag);
     detector->setProgressCallback(progress, progressUser);
     const bool found = detector->detectVolume();
     if (bscansSegmented != nullptr) *bscansSegmented = detector->successCount;

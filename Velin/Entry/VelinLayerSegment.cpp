@@ -11,9 +11,8 @@ CVelinLayerSegment::~CVelinLayerSegment() {}
 CVelinLayerSegment& CVelinLayerSegment::operator=(const CVelinLayerSegment&) { return *this; }
 
 void CVelinLayerSegment::VelinLayerSegment(const unsigned char* volume, int numBScans, int numAScans, int depth,
-                                           short* plane1, short* plane2, short* plane3, short* plane4,
-                                           float gapScale, float widthSelector, float auxParameter,
-                                           int optionFlag) {
+                                           short* plane1, short* plane2, short* plane3, short* plane4, float gapScale,
+                                           float widthSelector, float auxParameter, int optionFlag) {
     Orvan::Velin::runSegmentation(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
                                   widthSelector, auxParameter, optionFlag);
 }

@@ -47,9 +47,7 @@ void writeTransfer(ippImage32f& image, int u, int v, float value) {
     }
 }
 
-IppStatus clearImage(ippImage8u& image) {
-    return ippiSet_8u_C1R(0, image.getData(), image.getStep(), image.getSize());
-}
+IppStatus clearImage(ippImage8u& image) { return ippiSet_8u_C1R(0, image.getData(), image.getStep(), image.getSize()); }
 
 IppStatus clearImage(ippImage32f& image) {
     return ippiSet_32f_C1R(0.0f, image.getData(), image.getStep(), image.getSize());
@@ -74,8 +72,8 @@ bool VelinDetectorIpp::setupVolume() {
         fftOrderAScans = fftOrderFor(numAScans);
         fftSizeDepth = static_cast<std::int32_t>(std::int64_t{1} << fftOrderDepth);
         fftSizeAScans = static_cast<std::int32_t>(std::int64_t{1} << fftOrderAScans);
-        lastStatus = ippiFFTInitAlloc_R_32f(&fftSpec, fftOrderDepth, fftOrderAScans, IPP_FFT_DIV_BY_SQRTN,
-                                            ippAlgHintAccurate);
+        lastStatus =
+            ippiFFTInitAlloc_R_32f(&fftSpec, fftOrderDepth, fftOrderAScans, IPP_FFT_DIV_BY_SQRTN, ippAlgHintAccurate);
         if (lastStatus != ippStsNoErr) return false;
     }
     if (!prepareImage(fftWorkImage, fftSizeDepth, fftSizeAScans, lastStatus) ||

@@ -31,8 +31,8 @@ std::int32_t blendThresholds(std::int32_t total, std::int32_t bright, std::int32
 bool VelinDetectorIpp::runFilterStage() {
     Ipp32s counts[256] = {};
     Ipp32s levels[257] = {};
-    ippiHistogramEven_8u_C1R(smoothImage.getData(), smoothImage.getStep(), smoothImage.getSize(), counts, levels,
-                             257, 0, 256);
+    ippiHistogramEven_8u_C1R(smoothImage.getData(), smoothImage.getStep(), smoothImage.getSize(), counts, levels, 257,
+                             0, 256);
     std::int32_t bright = 0;
     for (int value = kBrightLevel; value < 256; ++value) bright += counts[value];
     const std::int32_t total = smoothImage.getWidth() * smoothImage.getHeight();

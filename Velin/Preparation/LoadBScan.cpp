@@ -70,8 +70,7 @@ bool VelinDetectorIpp::loadBScan(int index) {
                                &maximum))) {
         return false;
     }
-    if (!ok(ippiAddC_32f_C1IR(-minimum, filteredImage.getData(), filteredImage.getStep(),
-                              filteredImage.getSize()))) {
+    if (!ok(ippiAddC_32f_C1IR(-minimum, filteredImage.getData(), filteredImage.getStep(), filteredImage.getSize()))) {
         return false;
     }
     // No guard against a flat B-scan: the scale is then infinite and the images fill with NaN, which the

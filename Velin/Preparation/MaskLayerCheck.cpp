@@ -59,7 +59,8 @@ bool VelinDetectorIpp::checkMaskLayer(Trace& points, bool strict) {
         int jumps = 0;
         for (std::size_t i = firstNew + 1; i < points.size(); ++i) {
             const BoundaryPoint& current = points[i];
-            const int step = std::max(std::abs(current.depth - previous.depth), std::abs(current.aScan - previous.aScan));
+            const int step =
+                std::max(std::abs(current.depth - previous.depth), std::abs(current.aScan - previous.aScan));
             if (step > kJumpSize) ++jumps;
             previous = current;
         }

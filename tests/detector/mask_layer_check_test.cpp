@@ -51,7 +51,9 @@ TEST(MaskLayerCheck, MeanEdgeDepthMustLieMoreThanNineteenFromTheDataEnds) {
     at20.detector.dataLastDepth = 39;
     EXPECT_FALSE(at20.check());
     // 74 rows at 20 and 74 at 21 average 20.5, truncated to 20: 19 from the first data sample.
-    EXPECT_FALSE(LayerCase(150, [](int y) { return y % 2 == 0 ? 20 : 21; }, 0, 1).check());
+    EXPECT_FALSE(LayerCase(
+                     150, [](int y) { return y % 2 == 0 ? 20 : 21; }, 0, 1)
+                     .check());
 }
 
 TEST(MaskLayerCheck, EdgesBelowTissueOrAtTheTopAreNotPoints) {
@@ -64,23 +66,35 @@ TEST(MaskLayerCheck, EdgesBelowTissueOrAtTheTopAreNotPoints) {
         EXPECT_EQ(c.points.size(), lastAbove == 20 ? 148u : 0u);
     }
     // Edges at column 1 lie at the first data sample: not points, but rows at the top (39 x 4 > 109; 19 x 4 <= 129).
-    LayerCase top(150, [](int y) { return y < 40 ? 1 : 50; }, 0, 1);
+    LayerCase top(
+        150, [](int y) { return y < 40 ? 1 : 50; }, 0, 1);
     EXPECT_FALSE(top.check());
     EXPECT_EQ(top.points.size(), 109u);
-    EXPECT_TRUE(LayerCase(150, [](int y) { return y < 20 ? 1 : 50; }, 0, 1).check());
+    EXPECT_TRUE(LayerCase(
+                    150, [](int y) { return y < 20 ? 1 : 50; }, 0, 1)
+                    .check());
 }
 
 TEST(MaskLayerCheck, FewScansStrictModeRejectsMoreThanTwoJumps) {
     // Edge depth steps of 50 between row blocks: 30 -> 80 -> 30 is two jumps, a further -> 80 the third.
-    EXPECT_TRUE(LayerCase(150, [](int y) { return y < 50 ? 30 : y < 90 ? 80 : 30; }, 1).check());
-    LayerCase three(150, [](int y) { return y < 50 ? 30 : y < 90 ? 80 : y < 130 ? 30 : 80; }, 1);
+    EXPECT_TRUE(LayerCase(
+                    150, [](int y) { return y < 50   ? 30
+                                            : y < 90 ? 80
+                                                     : 30; }, 1)
+                    .check());
+    LayerCase three(
+        150, [](int y) { return y < 50    ? 30
+                                : y < 90  ? 80
+                                : y < 130 ? 30
+                                          : 80; }, 1);
     EXPECT_FALSE(three.check());
     EXPECT_TRUE(three.check(false));
     three.detector.fewScansMode = 0;
     EXPECT_TRUE(three.check());
 
     // Steps of more than 40 A-scans between consecutive points are jumps too.
-    LayerCase gaps(150, [](int y) { return y < 6 || (y >= 47 && y <= 52) || (y >= 94 && y <= 99) || y >= 141 ? 30 : -1; }, 1);
+    LayerCase gaps(
+        150, [](int y) { return y < 6 || (y >= 47 && y <= 52) || (y >= 94 && y <= 99) || y >= 141 ? 30 : -1; }, 1);
     EXPECT_FALSE(gaps.check());
     EXPECT_EQ(gaps.points.size(), 25u);
 

@@ -48,8 +48,8 @@ TEST(ResultStore, EveryBScanAddsOneEntryEmptyWhenNothingWasTraced) {
     detector.lowerTraces.clear();
     detector.storeResults(2);
 
-    for (const MatrixList* list : {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1,
-                                   &detector.valueList2}) {
+    for (const MatrixList* list :
+         {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1, &detector.valueList2}) {
         ASSERT_EQ(list->size(), 3u);
         EXPECT_EQ((*list)[0].getRowCount(), 5u);
         EXPECT_EQ((*list)[1].getRowCount() + (*list)[1].getColumnCount(), 0u);

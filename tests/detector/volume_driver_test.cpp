@@ -19,8 +19,8 @@ TEST(VolumeDriver, EveryBScanLeavesOneEntryAndASecondRunReusesTheSetup) {
     for (std::size_t b : {1u, 3u}) std::fill_n(volume.samples.begin() + b * bscanSize, bscanSize, 0);
 
     VelinDetectorIpp detector;
-    detector.setParameters(volume.samples.data(), options.numAScans, options.depth, options.numBScans, 100.0f,
-                           0.0f, 0.0f, 0);
+    detector.setParameters(volume.samples.data(), options.numAScans, options.depth, options.numBScans, 100.0f, 0.0f,
+                           0.0f, 0);
     const bool found = detector.detectVolume();
     EXPECT_EQ(detector.fewScansMode, 1);
     EXPECT_EQ(found, detector.successCount >= 1);
@@ -29,8 +29,8 @@ TEST(VolumeDriver, EveryBScanLeavesOneEntryAndASecondRunReusesTheSetup) {
 
     EXPECT_EQ(detector.detectVolume(), found);
     EXPECT_EQ(detector.fftSpec, spec);
-    for (const MatrixList* list : {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1,
-                                   &detector.valueList2}) {
+    for (const MatrixList* list :
+         {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1, &detector.valueList2}) {
         ASSERT_EQ(list->size(), 5u);
         EXPECT_EQ((*list)[1].getRowCount(), 0u);
         EXPECT_EQ((*list)[3].getRowCount(), 0u);

@@ -20,10 +20,13 @@ float maskWidthFor(int numAScans, float selector) {
 
 TEST(MaskWidthTable, BoundsOnTheScanCountAreInclusiveSelectorComparisonsStrictAndNanKeepsTheDefault) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    const struct { int aScans; float selector; float width; } rows[] = {
-        {600, 20.0f, 0.15f}, {600, 20.5f, 0.2f}, {513, 9.9f, 0.15f}, {512, 9.9f, 0.25f}, {257, 10.0f, 0.3f},
-        {257, 29.0f, 0.3f},  {256, 29.0f, 0.5f}, {129, 30.0f, 0.55f}, {128, 30.0f, 0.6f}, {1, -1.0f, 0.6f},
-        {1024, nan, 0.15f},  {512, nan, 0.3f},   {200, nan, 0.55f},   {64, nan, 0.6f}};
+    const struct {
+        int aScans;
+        float selector;
+        float width;
+    } rows[] = {{600, 20.0f, 0.15f}, {600, 20.5f, 0.2f}, {513, 9.9f, 0.15f},  {512, 9.9f, 0.25f}, {257, 10.0f, 0.3f},
+                {257, 29.0f, 0.3f},  {256, 29.0f, 0.5f}, {129, 30.0f, 0.55f}, {128, 30.0f, 0.6f}, {1, -1.0f, 0.6f},
+                {1024, nan, 0.15f},  {512, nan, 0.3f},   {200, nan, 0.55f},   {64, nan, 0.6f}};
     for (const auto& row : rows) EXPECT_EQ(maskWidthFor(row.aScans, row.selector), row.width) << row.aScans;
 
     // One float step above 0.65, on purpose.

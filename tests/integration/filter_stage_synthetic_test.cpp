@@ -32,8 +32,8 @@ velin_test::SyntheticVolumeOptions smallVolume() {
 TEST(FilterStageOnSyntheticVolume, AcceptsEveryBScanAndTheMaskCoversTheNerveFibreLayer) {
     const velin_test::SyntheticVolume volume = velin_test::makeLayeredVolume(smallVolume());
     VelinDetectorIpp detector;
-    detector.setParameters(volume.samples.data(), volume.numAScans, volume.depth, volume.numBScans, 100.0f, 0.0f,
-                           0.0f, 0);
+    detector.setParameters(volume.samples.data(), volume.numAScans, volume.depth, volume.numBScans, 100.0f, 0.0f, 0.0f,
+                           0);
     ASSERT_TRUE(detector.setupVolume());
     for (int b = 0; b < volume.numBScans; ++b) {
         ASSERT_TRUE(detector.loadBScan(b)) << "B-scan " << b;
@@ -71,7 +71,8 @@ TEST(FilterStageOnSampleScan, AcceptsThePaddedSampleBScanAsOneLayer) {
     ASSERT_LE(volume.depth, kPaddedDepth);
     std::vector<unsigned char> padded(static_cast<std::size_t>(volume.numAScans) * kPaddedDepth, 0);
     for (int a = 0; a < volume.numAScans; ++a)
-        std::copy_n(&volume.samples[static_cast<std::size_t>(a) * volume.depth], volume.depth, &padded[a * kPaddedDepth]);
+        std::copy_n(&volume.samples[static_cast<std::size_t>(a) * volume.depth], volume.depth,
+                    &padded[a * kPaddedDepth]);
 
     VelinDetectorIpp detector;
     detector.setParameters(padded.data(), volume.numAScans, kPaddedDepth, 1, 100.0f, 0.0f, 0.0f, 0);
