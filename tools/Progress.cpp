@@ -31,9 +31,11 @@ ProgressBoard::ProgressBoard(bool live) : live_(live) {}
 void ProgressBoard::update(int slot, const std::string& name, int done, int total) {
     std::lock_guard<std::mutex> lock(mutex_);
     auto entry = std::find_if(running_.begin(), running_.end(), [slot](const Entry& e) { return e.slot == slot; });
-    if (entry == running_.end())
-        running_.push_back({slot, name, done, total});
-    else
+    if (entry == running_.end()) {
+        // Volumes keep their input order on the line, whichever started first.
+        const auto place = std::find_if(running_.begin(), running_.end(), [slot](const Entry& e) { return e.slot > slot; });
+        running_.insert(place, Entry{slot, name, done, total});
+    } else
         entry->done = done, entry->total = total;
     if (live_) redraw();
 }
