@@ -1,12 +1,7 @@
 #include <Velin/Image/FftBatch.h>
+#include <Velin/Image/IppChecks.h>
 
 #include <cmath>
-
-#if defined(_MSC_VER)
-#define VELIN_RESTRICT __restrict
-#else
-#define VELIN_RESTRICT __restrict__
-#endif
 
 namespace Orvan {
 namespace Ipp {

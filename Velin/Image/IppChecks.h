@@ -9,6 +9,13 @@
 #include <cstdint>
 #include <type_traits>
 
+// Marks pointer parameters that never alias, which is what lets the compiler vectorise the lane loops.
+#if defined(_MSC_VER)
+#define VELIN_RESTRICT __restrict
+#else
+#define VELIN_RESTRICT __restrict__
+#endif
+
 namespace Orvan {
 namespace Ipp {
 namespace detail {

@@ -9,12 +9,6 @@
 #include <cmath>
 #include <new>
 
-#if defined(_MSC_VER)
-#define VELIN_RESTRICT __restrict
-#else
-#define VELIN_RESTRICT __restrict__
-#endif
-
 namespace Orvan {
 namespace Ipp {
 
