@@ -96,20 +96,43 @@ bool readFile(const std::string& path, std::vector<unsigned char>& bytes) {
     return true;
 }
 
+std::int32_t readInt(const std::vector<unsigned char>& in, std::size_t offset, int bytes) {
+    std::uint32_t bits = 0;
+    for (int i = 0; i < bytes; ++i) bits |= static_cast<std::uint32_t>(in[offset + i]) << (8 * i);
+    return bytes == 2 ? static_cast<std::int16_t>(bits) : static_cast<std::int32_t>(bits);
+}
+
+// Reports differences by scenario, plane and position, so that a mismatch points at the step to look at.
 int compare(const std::vector<unsigned char>& ours, const std::vector<unsigned char>& theirs) {
     if (ours.size() != theirs.size()) {
         std::fprintf(stderr, "capi_plane_dump: %zu bytes here, %zu in the file\n", ours.size(), theirs.size());
         return 1;
     }
-    std::size_t differing = 0;
-    std::size_t first = 0;
-    for (std::size_t i = 0; i < ours.size(); ++i) {
-        if (ours[i] != theirs[i] && differing++ == 0) {
-            first = i;
+    constexpr int kShown = 10;
+    int differing = 0;
+    std::size_t offset = 0;
+    int scenario = 0;
+    for (const Scenario& s : scenarios()) {
+        ++scenario;
+        const int here = readInt(ours, offset, 4), there = readInt(theirs, offset, 4);
+        if (here != there && differing++ < kShown) {
+            std::fprintf(stderr, "scenario %d: status %d here, %d in the file\n", scenario, here, there);
+        }
+        offset += 4;
+        for (int plane = 1; plane <= 4; ++plane) {
+            for (int b = 0; b < s.volume.numBScans; ++b) {
+                for (int a = 0; a < s.volume.numAScans; ++a, offset += 2) {
+                    const int v = readInt(ours, offset, 2), w = readInt(theirs, offset, 2);
+                    if (v != w && differing++ < kShown) {
+                        std::fprintf(stderr, "scenario %d plane %d B-scan %d A-scan %d: %d here, %d in the file\n",
+                                     scenario, plane, b, a, v, w);
+                    }
+                }
+            }
         }
     }
     if (differing != 0) {
-        std::fprintf(stderr, "capi_plane_dump: %zu bytes differ, the first at byte offset %zu\n", differing, first);
+        std::fprintf(stderr, "capi_plane_dump: %d values differ\n", differing);
         return 1;
     }
     std::printf("capi_plane_dump: planes identical (%zu bytes)\n", ours.size());
