@@ -114,7 +114,10 @@ void VelinDetectorIpp::buildFrequencyMask(float ringRadius, float width) {
                 const float r = q == 0.0f ? 0.0f : std::sqrt(q);
                 d = (r0 - r) * (r0 - r);
             }
-            float m = std::exp(-d / spread);
+            // The transfer value is exp of a float, kept as a float. It is evaluated in double and rounded once,
+            // which gives the correctly rounded float on every C library; float exp differs in its last bit
+            // between C libraries, and that bit can move a boundary point on one platform but not another.
+            float m = static_cast<float>(std::exp(static_cast<double>(-d / spread)));
             if (kSnapMargin > static_cast<double>(m)) m = 0.0f;
             if (kSnapMargin > 1.0 - static_cast<double>(m)) m = 1.0f;
             writeTransfer(fftFilterImage, u, v, m);
