@@ -49,7 +49,7 @@ enum : IppStatus {
     ippStsHistoNofLevelsErr = -107
 };
 
-/// Opaque real 2-D FFT specification; it owns its twiddle tables and work buffers.
+/// Opaque real 2-D FFT plan object; it owns its twiddle tables and work buffers.
 struct IppiFFTSpec_R_32f;
 
 }  // namespace Ipp
