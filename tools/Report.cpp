@@ -75,7 +75,9 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
     report["parameters"] = {{"gap_scale", options.gapScale},
                             {"width_selector", options.widthSelector},
                             {"aux", options.auxParameter},
-                            {"smoothing", options.smoothing}};
+                            {"smoothing", options.smoothing},
+                            {"axial_factor", options.axialFactor},
+                            {"axial_factor_source", input.axialFactorSource}};
     report["outcome"] = outcomeText(result.outcome);
     report["b_scans_segmented"] = result.bscansSegmented;
     report["positions"] = {{"total", summary.positions},

@@ -22,6 +22,7 @@ struct ReportInput {
     std::string scanKind;  ///< "macula", "disc" or empty
     Spacing spacing;
     std::string spacingSource;  ///< "command line", "file" or "unknown"
+    std::string axialFactorSource;  ///< what chose Options::axialFactor: "command line", "depth spacing", "depth"
 };
 
 /// Unknown or unmeasurable figures are null. `grid` is ignored when its kind is None; `gridNote` then says why

@@ -31,6 +31,7 @@ struct SegmentRequest {
     std::string scale;
     std::string spacing;
     std::string grid = "auto";
+    std::string axialFactor = "auto";
     int jobs = 1;
     SegmentSettings settings;
 };
@@ -97,7 +98,7 @@ std::string percentText(double share) {
 std::string doneLine(const VolumeSummary& s) {
     std::ostringstream line;
     line << "velin: " << s.input << ": " << s.result.bscansSegmented << "/" << s.result.numBScans
-         << " B-scans segmented, coverage " << percentText(s.thickness.coverage);
+         << " B-scans segmented (axial factor " << s.result.axialFactor << "), coverage " << percentText(s.thickness.coverage);
     if (std::isfinite(s.thickness.mean)) {
         char mean[32];
         std::snprintf(mean, sizeof mean, "%.1f", s.thickness.mean);
@@ -125,6 +126,7 @@ int runSegment(SegmentRequest& request) {
         settings.spacingGiven = true;
     }
     settings.grid = parseGrid(request.grid);
+    settings.axialFactor = parseAxialFactor(request.axialFactor);
 
     try {
         checkOutputFolder(request.outputDir);
@@ -211,6 +213,11 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
                     "Thickness grid: etdrs (macula), circle (optic disc), none, or auto (from the scan kind)")
         ->check(CLI::IsMember({"auto", "etdrs", "circle", "none"}))
         ->type_name("GRID")
+        ->default_str("auto");
+    cmd->add_option("--axial-factor", request->axialFactor,
+                    "Resample each A-scan to N times its samples for the engine, 1 to 8; auto: "
+                    "round(depth spacing / 1.95 um) within 1..4, or without a spacing 2 up to depth 640, else 1")
+        ->type_name("N|auto")
         ->default_str("auto");
     cmd->add_option("--eye", request->settings.eye, "OD or OS, for nasal and temporal (overrides the file's)")
         ->check(CLI::IsMember({"OD", "OS"}));

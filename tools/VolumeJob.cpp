@@ -96,8 +96,22 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     summary.outputDir = outputDir;
     OutputFolder out(outputDir);
 
+    const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
+    ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, eye, volume.scanKind, {}, {}, {}};
+    if (settings.spacingGiven) {
+        input.spacing = settings.spacing;
+        input.spacingSource = "command line";
+    } else {
+        input.spacing = {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm};
+        const bool any = input.spacing.depthUm > 0 || input.spacing.aScanUm > 0 || input.spacing.bScanUm > 0;
+        input.spacingSource = any ? "file" : "unknown";
+    }
+
+    const AxialChoice axial = chooseAxialFactor(settings.axialFactor, input.spacing.depthUm, volume.depth);
+    input.axialFactorSource = axial.source;
     const VolumeView view{volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth};
     Options options = settings.engine;
+    options.axialFactor = axial.factor;
     options.progress = progress;
     try {
         summary.result = segment(view, options);
@@ -107,17 +121,6 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
         throw CliError("not enough memory to segment the volume", label);
     }
     const Result& result = summary.result;
-
-    const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
-    ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, eye, volume.scanKind, {}, {}};
-    if (settings.spacingGiven) {
-        input.spacing = settings.spacing;
-        input.spacingSource = "command line";
-    } else {
-        input.spacing = {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm};
-        const bool any = input.spacing.depthUm > 0 || input.spacing.aScanUm > 0 || input.spacing.bScanUm > 0;
-        input.spacingSource = any ? "file" : "unknown";
-    }
 
     const ThicknessMap map = computeThickness(result, input.spacing);
     summary.thickness = summariseThickness(result, map);
@@ -164,7 +167,7 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     std::vector<std::string> files = out.names();
     files.push_back("report.json");
     const std::string report =
-        buildReport(input, settings.engine, result, map, summary.thickness, grid, gridNote, files).dump(2) + "\n";
+        buildReport(input, options, result, map, summary.thickness, grid, gridNote, files).dump(2) + "\n";
     out.write("report.json", [&](const std::string& p) {
         io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});
     });

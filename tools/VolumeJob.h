@@ -2,6 +2,7 @@
 
 // One volume from file to output folder: read, segment, measure, write every output.
 
+#include "AxialFactor.h"
 #include "Grid.h"
 #include "ThicknessMap.h"
 
@@ -19,7 +20,8 @@ enum class GridChoice { Auto, None, Etdrs, Circle };
 
 struct SegmentSettings {
     io::ReadOptions read;
-    Options engine;               ///< its progress callback is not used; progress comes per call
+    Options engine;               ///< its progress callback and axialFactor are not used; see below
+    int axialFactor = kAxialFactorAuto;  ///< resampling of the depth axis; auto: chooseAxialFactor's rule
     Spacing spacing;              ///< used instead of the file's spacing when spacingGiven
     bool spacingGiven = false;
     GridChoice grid = GridChoice::Auto;

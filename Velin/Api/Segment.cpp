@@ -1,5 +1,7 @@
 #include <Velin/Api/Segment.h>
 
+#include <Velin/Api/AxialSampling.h>
+
 #include <Velin/velin_c.h>
 
 #include <algorithm>
@@ -42,19 +44,30 @@ void checkArguments(const VolumeView& volume, const Options& options) {
     checkSize("numBScans", volume.numBScans);
     checkSize("numAScans", volume.numAScans);
     checkSize("depth", volume.depth);
+    const int factor = options.axialFactor;
+    if (factor < 1 || factor > kMaxAxialFactor)
+        rejectArgument("axialFactor = " + std::to_string(factor) + " is outside 1.." +
+                       std::to_string(kMaxAxialFactor));
 
     // The engine forms every offset into the volume in 32-bit signed arithmetic, on the padded depth.
-    const std::int64_t depth = roundUpToAlignment(volume.depth);
+    const std::int64_t resampled = static_cast<std::int64_t>(volume.depth) * factor;
+    const std::int64_t depth = roundUpToAlignment(resampled);
     const std::int64_t perBScan = static_cast<std::int64_t>(volume.numAScans) * depth;
     const std::int64_t total = perBScan * volume.numBScans;
     if (depth > kInt32Max || perBScan > kInt32Max || total > kInt32Max) {
         std::ostringstream what;
         what << "numBScans x numAScans x depth = " << volume.numBScans << " x " << volume.numAScans << " x "
              << volume.depth;
-        if (depth != volume.depth) what << " (depth padded to " << depth << ")";
+        if (factor != 1) what << " (axialFactor = " << factor << ": depth resampled to " << resampled << ")";
+        if (depth != resampled) what << " (depth padded to " << depth << ")";
         what << " does not fit in 32 bits";
         rejectArgument(what.str());
     }
+    // Depths on the resampled grid come back in 16-bit planes and must survive the way back. With factor 1
+    // the engine's own behaviour is kept whatever the depth.
+    if (factor != 1 && resampled > std::numeric_limits<std::int16_t>::max())
+        rejectArgument("depth = " + std::to_string(volume.depth) + " with axialFactor = " + std::to_string(factor) +
+                       " gives " + std::to_string(resampled) + " samples, more than the 32767 a depth plane holds");
 
     const float gapScale = options.gapScale;
     if (gapScale == 0.0f || std::isnan(gapScale) || std::isinf(gapScale))
@@ -64,18 +77,6 @@ void checkArguments(const VolumeView& volume, const Options& options) {
     if (gapLimit < static_cast<double>(std::numeric_limits<std::int32_t>::min()) ||
         gapLimit > static_cast<double>(kInt32Max - 5))
         rejectArgument("gapScale = " + floatText(gapScale) + " is too close to 0");
-}
-
-// Copies each A-scan into a block of `padded` samples, zeros below the input's deepest sample.
-std::vector<std::uint8_t> padVolume(const VolumeView& volume, int padded) {
-    const std::size_t aScans = static_cast<std::size_t>(volume.numBScans) * static_cast<std::size_t>(volume.numAScans);
-    const std::size_t depth = static_cast<std::size_t>(volume.depth);
-    std::vector<std::uint8_t> out(aScans * static_cast<std::size_t>(padded), 0);
-    for (std::size_t i = 0; i < aScans; ++i) {
-        const std::uint8_t* from = volume.data + i * depth;
-        std::copy(from, from + depth, out.begin() + static_cast<std::ptrdiff_t>(i * static_cast<std::size_t>(padded)));
-    }
-    return out;
 }
 
 struct ProgressRelay {
@@ -108,7 +109,8 @@ Result segment(const VolumeView& volume, const Options& options) {
     Result result;
     result.numBScans = volume.numBScans;
     result.numAScans = volume.numAScans;
-    result.engineDepth = paddedDepth(volume.depth);
+    result.axialFactor = options.axialFactor;
+    result.engineDepth = paddedDepth(volume.depth * options.axialFactor);  // fits: checked above
 
     // The engine leaves the planes untouched when it segments nothing; start them at "not found".
     const std::size_t planeSize = static_cast<std::size_t>(volume.numBScans) * static_cast<std::size_t>(volume.numAScans);
@@ -117,11 +119,12 @@ Result segment(const VolumeView& volume, const Options& options) {
     result.upperValue.assign(planeSize, 0);
     result.lowerWeight.assign(planeSize, 0);
 
-    std::vector<std::uint8_t> padded;
+    // A volume that already is on the engine's grid is passed as it is, without a copy.
+    std::vector<std::uint8_t> prepared;
     const unsigned char* samples = volume.data;
     if (result.engineDepth != volume.depth) {
-        padded = padVolume(volume, result.engineDepth);
-        samples = padded.data();
+        prepared = engineVolume(volume, result.axialFactor, result.engineDepth);
+        samples = prepared.data();
     }
 
     ProgressRelay relay{&options.progress, nullptr};
@@ -158,8 +161,7 @@ Result segment(const VolumeView& volume, const Options& options) {
 
     if (result.engineDepth != volume.depth) {
         for (auto* plane : {&result.upperDepth, &result.lowerDepth})
-            for (auto& value : *plane)
-                if (value >= volume.depth) value = -1;
+            for (auto& value : *plane) value = inputDepth(value, result.axialFactor, volume.depth);
     }
     return result;
 }

@@ -36,6 +36,13 @@ struct Options {
     /// Smoothing of the final surface pass: the boundary surfaces are diffused 10 * (smoothing + 1) times;
     /// negative values count as 0.
     int smoothing = 0;
+    /// Axial resampling, 1 to 8: each A-scan is resampled to axialFactor times its samples before the engine
+    /// runs, and the depths found are mapped back to the input's samples. The engine's depth rules (the
+    /// distance to the second bright band, snap and search ranges) are fixed sample counts tuned to about
+    /// 2 um per sample, e.g. 1024 samples over 2 mm; on coarser scans (496 samples at 3.9 um) the retina is
+    /// too thin for them and no B-scan is segmented. A factor of round(depth spacing / 1.95 um) brings such
+    /// scans to the engine's scale. 1 leaves the volume as it is, bit for bit.
+    int axialFactor = 1;
     ProgressCallback progress;
 };
 
@@ -53,8 +60,10 @@ struct Result {
     int numAScans = 0;
     Outcome outcome = Outcome::NoBScanSegmented;
     int bscansSegmented = 0;  ///< B-scans the engine segmented before the volume passes
-    /// Depth of each A-scan as the engine saw it: the input depth rounded up to a multiple of 32.
+    /// Depth of each A-scan as the engine saw it: axialFactor x the input depth, rounded up to a multiple
+    /// of 32.
     int engineDepth = 0;
+    int axialFactor = 1;  ///< the resampling the engine ran on
 
     std::vector<std::int16_t> upperDepth;   ///< depth of the top of the retina, or -1 = not found
     std::vector<std::int16_t> lowerDepth;   ///< depth of the lower nerve-fibre-layer boundary, or -1
@@ -67,7 +76,8 @@ struct Result {
 /// Segments one volume.
 ///
 /// Throws std::invalid_argument, with a message naming the argument and its value, for a null data pointer,
-/// a non-positive size, sizes whose product (after depth padding) does not fit in 32 bits, and a gapScale
+/// a non-positive size, an axialFactor outside 1..8, sizes whose product (after resampling and depth padding)
+/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), and a gapScale
 /// that is 0, NaN, infinite or so close to 0 that the gap limit overflows. Throws std::bad_alloc when memory
 /// runs out and std::runtime_error for an internal failure of the engine.
 ///
@@ -77,6 +87,12 @@ struct Result {
 /// below the retina and never moves a boundary. A boundary depth that falls into the padding is reported as
 /// -1 (no sample of the input lies there). When the depth already is a multiple of 32 the volume is passed
 /// as it is and the planes are those of CVelinLayerSegment, bit for bit.
+///
+/// Axial resampling (axialFactor > 1): each A-scan of D samples becomes axialFactor * D samples by linear
+/// interpolation at the centres of the finer samples (exact integer arithmetic, rounded half up, end samples
+/// held), and is then padded as above. A depth the engine finds on that grid is reported as the input sample
+/// that contains it, engine depth / axialFactor (integer division: the input sample whose extent holds the
+/// finer sample's centre); -1 stays -1, and a depth in the padding is -1.
 ///
 /// A volume of fewer than 10 B-scans, or one in which no B-scan could be segmented, is not an error: the
 /// result's outcome says so and its planes hold -1 (depths) and 0 (values) everywhere.
