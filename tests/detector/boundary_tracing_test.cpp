@@ -1,11 +1,10 @@
-#include "TracingFixture.h"
+#include "DetectorTestHelpers.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
 #include <random>
-#include <utility>
 
 using namespace velin_test;
 
@@ -48,11 +47,9 @@ TEST(BoundaryTracing, APointWithoutNegativeMinimumKeepsItsOwnDepthWithWeightZero
 
 TEST(BoundaryTracing, AZeroMinimumIsACandidateButNeverTheFirstNegativeMinimum) {
     auto d = traceRows(30, [](int) { return Dips{{40, 0.0f}, {70, -1.0f}, {100, 0.0f}, {130, -2.0f}}; });
-    const CandidateList& k = d->candidateLists[0][15];
-    ASSERT_EQ(k.size(), 3u);
-    EXPECT_EQ(k[0].depth, 70);
-    EXPECT_EQ(k[1].depth, 100);
-    EXPECT_EQ(k[2].depth, 130);
+    Ints candidates;
+    for (const ExtremumRecord& r : d->candidateLists[0][15]) candidates.push_back(r.depth);
+    EXPECT_EQ(candidates, (Ints{70, 100, 130}));
     // The zero-valued alternative comes first and blocks the deeper one; its significance is never met.
     EXPECT_EQ(lower(d), std::vector<int>(30, 70));
 }
@@ -66,20 +63,28 @@ TEST(BoundaryTracing, MarginsAndUnreliablePointsChooseAsExpected) {
     for (int fewScans : {0, 1}) {
         // The first 11 and last 10 points keep the first valley (only the first point in few-scans mode).
         const Dips deeper{{40, -1}, {70, -3}, {100, -0.5f}, {130, -0.5f}};
-        auto byRule = traceRows(n, [&](int) { return deeper; }, 1.0f, fewScans);
-        auto byData = traceRows(n, [&](int a) {
-            return (fewScans ? a == 0 : margin(a)) ? Dips{{40, -1}, {70, 0.5f}, {100, -0.5f}, {130, -0.5f}}
-                                                   : Dips{{40, 0}, {70, -3}, {100, -0.5f}, {130, -0.5f}};
-        }, 1.0f, fewScans);
+        auto byRule = traceRows(
+            n, [&](int) { return deeper; }, 1.0f, fewScans);
+        auto byData = traceRows(
+            n,
+            [&](int a) {
+                return (fewScans ? a == 0 : margin(a)) ? Dips{{40, -1}, {70, 0.5f}, {100, -0.5f}, {130, -0.5f}}
+                                                       : Dips{{40, 0}, {70, -3}, {100, -0.5f}, {130, -0.5f}};
+            },
+            1.0f, fewScans);
         EXPECT_EQ(lower(byRule), lower(byData)) << fewScans;
         EXPECT_EQ(lower(byRule)[40], 70);
     }
     // Unreliable points take the second-to-last alternative, however insignificant.
     const Dips weak{{40, -1}, {70, -0.2f}, {100, -0.1f}, {130, -0.3f}};
-    auto byRule = traceRows(n, [&](int) { return weak; }, 0.0f);
-    auto byData = traceRows(n, [&](int a) {
-        return margin(a) ? weak : Dips{{40, 0.5f}, {70, 0.5f}, {100, -0.1f}, {130, -0.3f}};
-    }, 0.0f);
+    auto byRule = traceRows(
+        n, [&](int) { return weak; }, 0.0f);
+    auto byData = traceRows(
+        n,
+        [&](int a) {
+            return margin(a) ? weak : Dips{{40, 0.5f}, {70, 0.5f}, {100, -0.1f}, {130, -0.3f}};
+        },
+        0.0f);
     EXPECT_EQ(lower(byRule), lower(byData));
     EXPECT_EQ(lower(byRule)[40], 100);
 }
@@ -90,7 +95,8 @@ TEST(BoundaryTracing, OnNoiseLowerStaysBelowUpperAndWeightsPeakAtOne) {
     std::uniform_int_distribution<int> step(-2, 2), reach(40, 70);
     // 600 A-scans, so that every pass runs, in two segments with unreliable points here and there.
     auto d = makeDetector(160, 600);
-    for (int y = 0; y < 600; ++y) for (int x = 0; x < 160; ++x) d->responseImage.getRow(y)[x] = noise(rng);
+    for (int y = 0; y < 600; ++y)
+        for (int x = 0; x < 160; ++x) d->responseImage.getRow(y)[x] = noise(rng);
     for (int s = 0; s < 2; ++s) {
         Segment segment;
         for (int a = s * 300, depth = 30; a < (s + 1) * 300; ++a) {
@@ -109,4 +115,24 @@ TEST(BoundaryTracing, OnNoiseLowerStaysBelowUpperAndWeightsPeakAtOne) {
         }
     }
     EXPECT_EQ(greatest, 1.0f);
+}
+
+TEST(TraceWeights, RefreshReadsPresentPositionsDropsConfidenceAndScalesByTheOverallMaximum) {
+    auto d = makeDetector(8, 4);
+    for (int x = 0; x < 8; ++x) d->responseImage.getRow(0)[x] = -static_cast<float>(x + 1);
+    d->upperTraces = {traceOf({1, 2}), traceOf({3})};
+    d->upperResponses = {ValueList{0.5f, 0.0f}, ValueList{0.2f}};
+    d->lowerTraces = {traceOf({4}), traceOf({6})};
+    d->lowerWeights = {ValueList{0.9f}, ValueList{0.1f}};
+    d->refreshTraceWeights(10.0);
+    // |-2/10| and |-4/10| over the maximum of both segments; a zero stays zero.
+    EXPECT_FLOAT_EQ(d->upperResponses[0][0], 0.5f);
+    EXPECT_EQ(d->upperResponses[0][1], 0.0f);
+    EXPECT_EQ(d->upperResponses[1][0], 1.0f);
+    // |-5/10| against |-7/10|: the old 0.9 and 0.1 no longer count.
+    EXPECT_FLOAT_EQ(d->lowerWeights[0][0], 5.0f / 7.0f);
+    EXPECT_EQ(d->lowerWeights[1][0], 1.0f);
+    // Without a scale nothing changes.
+    d->refreshTraceWeights(5e-7);
+    EXPECT_FLOAT_EQ(d->upperResponses[0][0], 0.5f);
 }

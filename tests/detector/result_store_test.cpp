@@ -1,10 +1,41 @@
+#include <Velin/Entry/FillShortGaps.h>
+#include <Velin/Entry/ResultPlanes.h>
 #include <Velin/VelinDetectorIpp.h>
+
+#include "support/SyntheticVolume.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 using namespace Orvan::Velin;
+using Orvan::MathPackage::Matrix;
 
 namespace {
+
+using V = std::vector<std::int16_t>;
+using Rows = std::vector<std::vector<double>>;
+
+V bridged(V values, int maxGap) {
+    fillShortGaps(values.data(), static_cast<int>(values.size()), maxGap);
+    return values;
+}
+
+// One list entry with the given rows; boundary rows are (A-scan, depth, B-scan), value rows add the value.
+Matrix rows(std::uint32_t columns, const Rows& values) {
+    Matrix m(static_cast<std::uint32_t>(values.size()), columns);
+    for (std::uint32_t r = 0; r < values.size(); ++r)
+        for (std::uint32_t c = 0; c < columns; ++c) m(r, c) = values[r][c];
+    return m;
+}
+
+Rows contents(const Matrix& m) {
+    Rows out(m.getRowCount());
+    for (std::uint32_t r = 0; r < m.getRowCount(); ++r)
+        for (std::uint32_t c = 0; c < m.getColumnCount(); ++c) out[r].push_back(m(r, c));
+    return out;
+}
 
 // Two segments of 3 and 2 points; the lower points lie 10 samples deeper.
 void fillTwoSegments(VelinDetectorIpp& detector) {
@@ -16,26 +47,79 @@ void fillTwoSegments(VelinDetectorIpp& detector) {
 
 }  // namespace
 
+TEST(FillShortGaps, InterpolatesWithIntegerTruncationOnlyBelowTheLimitBetweenValidEnds) {
+    const struct {
+        V in;
+        int maxGap;
+        V out;
+    } cases[] = {{{10, -1, -1, 20}, 4, {10, 13, 16, 20}},
+                 {{10, -1, -1, 20}, 3, {10, -1, -1, 20}},
+                 {{20, -1, -1, 10}, 4, {20, 16, 13, 10}},
+                 {{0, -1, 3, -1, -1, -1, 9}, 5, {0, 1, 3, 4, 6, 7, 9}},
+                 {{-1, -1, 5, 6, -1, -1}, 100, {-1, -1, 5, 6, -1, -1}},  // open ends stay
+                 {{-1}, 100, {-1}},
+                 {{10, -1, -5, 20}, 100, {10, -1, -5, 20}},  // -5 is neither a gap cell nor an end point
+                 {{-5, -1, 20}, 100, {-5, -1, 20}},
+                 {{10, -1, -5}, 100, {10, -1, -5}},
+                 // A zero scale converts like the hardware does (INT32_MIN) and then bridges nothing.
+                 {{10, -1, 20}, gapLimit(0.0f), {10, -1, 20}}};
+    for (const auto& c : cases) EXPECT_EQ(bridged(c.in, c.maxGap), c.out) << c.in.size() << " " << c.maxGap;
+}
+
+TEST(GapLimit, RoundsHalfUpAndAddsFive) {
+    EXPECT_EQ(gapLimit(100.0f), 6);
+    EXPECT_EQ(gapLimit(40.0f), 8);
+    EXPECT_EQ(gapLimit(1000.0f), 5);
+    EXPECT_LT(gapLimit(0.0f), 0);
+    EXPECT_EQ(truncateToInt32(-2.9), -2);
+}
+
+TEST(ResultPlanes, WritesDepthsAndTruncatedValuesAtTheUpperRowsPositions) {
+    ShortPlane p1(3, 4), p2(3, 4), p3(3, 4), p4(3, 4);
+    MatrixList b1{rows(3, {{1, 40.7, 0}, {2, 41, 0}})};
+    // The lower row points elsewhere; its value still lands at the upper row's position.
+    MatrixList b2{rows(3, {{3, 60, 2}, {0, 61, 1}})};
+    MatrixList v1{rows(4, {{9, 9, 9, 0.567}, {9, 9, 9, -0.567}})};
+    MatrixList v2{rows(4, {{9, 9, 9, 1.0}, {9, 9, 9, 0.999}})};
+    fillResultPlanes(b1, b2, v1, v2, 6, p1, p2, p3, p4);
+    EXPECT_EQ(V({p1[0][0], p1[0][1], p1[0][2]}), V({-1, 40, 41}));
+    EXPECT_EQ(V({p2[2][3], p2[1][0]}), V({60, 61}));
+    EXPECT_EQ(V({p3[0][1], p3[0][2], p3[1][1]}), V({56, -56, 0}));
+    EXPECT_EQ(V({p4[0][1], p4[0][2], p4[2][3]}), V({100, 99, 0}));
+}
+
+TEST(ResultPlanes, BridgesAcrossBScansOnlyBetweenWrittenRows) {
+    // A-scan 0 is found in B-scans 0 and 3, A-scan 1 only in B-scan 5.
+    MatrixList b1, v1;
+    for (int b = 0; b < 6; ++b) {
+        Rows points;
+        if (b == 0) points.push_back({0, 10, 0});
+        if (b == 3) points.push_back({0, 19, 3});
+        if (b == 5) points.push_back({1, 7, 5});
+        b1.push_back(rows(3, points));
+        for (auto& p : points) p.push_back(0.5);
+        v1.push_back(rows(4, points));
+    }
+    for (int maxGap : {3, 4}) {
+        ShortPlane p1(6, 2), p2(6, 2), p3(6, 2), p4(6, 2);
+        fillResultPlanes(b1, b1, v1, v1, maxGap, p1, p2, p3, p4);
+        const V column0{p1[0][0], p1[1][0], p1[2][0], p1[3][0], p1[4][0], p1[5][0]};
+        EXPECT_EQ(column0, (maxGap == 4 ? V{10, 13, 16, 19, -1, -1} : V{10, -1, -1, 19, -1, -1}));
+        EXPECT_EQ(p2[2][0], maxGap == 4 ? 16 : -1);
+        EXPECT_EQ(p1[4][1], -1);
+        EXPECT_EQ(p3[1][0], 0);  // bridged positions get no value
+        EXPECT_EQ(p3[3][0], 50);
+    }
+}
+
 TEST(ResultStore, RowsFollowSegmentOrderWithAScanBeforeDepth) {
     VelinDetectorIpp detector;
     fillTwoSegments(detector);
     detector.storeResults(7);
-
-    const Matrix& upper = detector.boundaryList1[0];
-    ASSERT_EQ(upper.getRowCount(), 5u);
-    ASSERT_EQ(upper.getColumnCount(), 3u);
-    const double expectedUpper[5][3] = {{4, 30, 7}, {5, 31, 7}, {6, 32, 7}, {9, 50, 7}, {10, 51, 7}};
-    for (std::uint32_t r = 0; r < 5; ++r)
-        for (std::uint32_t c = 0; c < 3; ++c) EXPECT_EQ(upper(r, c), expectedUpper[r][c]) << r << "," << c;
-    EXPECT_EQ(detector.boundaryList2[0](3, 1), 60.0);
-
-    const Matrix& responses = detector.valueList1[0];
-    ASSERT_EQ(responses.getColumnCount(), 4u);
-    EXPECT_EQ(responses(1, 1), 31.0);
-    EXPECT_EQ(responses(4, 3), 0.125);
-    const Matrix& weights = detector.valueList2[0];
-    EXPECT_EQ(weights(3, 1), 60.0);
-    EXPECT_EQ(weights(4, 3), 5.0);
+    EXPECT_EQ(contents(detector.boundaryList1[0]), (Rows{{4, 30, 7}, {5, 31, 7}, {6, 32, 7}, {9, 50, 7}, {10, 51, 7}}));
+    EXPECT_EQ(contents(detector.boundaryList2[0])[3], (std::vector<double>{9, 60, 7}));
+    EXPECT_EQ(contents(detector.valueList1[0])[4], (std::vector<double>{10, 51, 7, 0.125}));
+    EXPECT_EQ(contents(detector.valueList2[0])[3], (std::vector<double>{9, 60, 7, 4.0}));
 }
 
 TEST(ResultStore, EveryBScanAddsOneEntryEmptyWhenNothingWasTraced) {
@@ -47,7 +131,6 @@ TEST(ResultStore, EveryBScanAddsOneEntryEmptyWhenNothingWasTraced) {
     detector.upperTraces.clear();
     detector.lowerTraces.clear();
     detector.storeResults(2);
-
     for (const MatrixList* list :
          {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1, &detector.valueList2}) {
         ASSERT_EQ(list->size(), 3u);
@@ -62,12 +145,32 @@ TEST(ResultStore, SurplusValuesLeaveZeroRowsAndMissingOnesAreFatal) {
     fillTwoSegments(detector);
     detector.upperResponses[1].push_back(9.0f);
     detector.storeResults(3);
-    const Matrix& responses = detector.valueList1[0];
-    ASSERT_EQ(responses.getRowCount(), 6u);
-    for (std::uint32_t c = 0; c < 4; ++c) EXPECT_EQ(responses(5, c), 0.0);
-
+    const Rows responses = contents(detector.valueList1[0]);
+    ASSERT_EQ(responses.size(), 6u);
+    EXPECT_EQ(responses[5], std::vector<double>(4, 0.0));
     // The responses are not part of the emptiness test: with none the store reads past the list's end.
     fillTwoSegments(detector);
     detector.upperResponses.clear();
     EXPECT_DEATH(detector.storeResults(4), "out of range");
+}
+
+// Five B-scans (a few-scans volume) of which the second and fourth are dark and cannot succeed.
+TEST(VolumeDriver, EveryBScanLeavesOneEntryAndASecondRunReusesTheSetup) {
+    velin_test::SyntheticVolume volume = velin_test::makeLayeredVolume({5, 64, 160});
+    const std::size_t bscanSize = static_cast<std::size_t>(64) * 160;
+    for (std::size_t b : {1u, 3u}) std::fill_n(volume.samples.begin() + b * bscanSize, bscanSize, 0);
+    VelinDetectorIpp detector;
+    detector.setParameters(volume.samples.data(), 64, 160, 5, 100.0f, 0.0f, 0.0f, 0);
+    const bool found = detector.detectVolume();
+    EXPECT_EQ(detector.fewScansMode, 1);
+    EXPECT_EQ(found, detector.successCount >= 1);
+    EXPECT_LE(detector.successCount, 3);
+    const auto* spec = detector.fftSpec;
+    EXPECT_EQ(detector.detectVolume(), found);
+    EXPECT_EQ(detector.fftSpec, spec);
+    for (const MatrixList* list :
+         {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1, &detector.valueList2}) {
+        ASSERT_EQ(list->size(), 5u);
+        EXPECT_EQ((*list)[1].getRowCount() + (*list)[3].getRowCount(), 0u);
+    }
 }

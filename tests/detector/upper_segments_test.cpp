@@ -1,40 +1,39 @@
-#include <Velin/VelinDetectorIpp.h>
+#include "DetectorTestHelpers.h"
+
+#include "support/SyntheticVolume.h"
 
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <cstdlib>
 
-using namespace Orvan::Velin;
+using namespace velin_test;
 
 namespace {
-constexpr int kWidth = 400;
-constexpr int kHeight = 30;
 
+constexpr int kWidth = 400;
 enum class Profile { Layered, FlatValley, NoSecondBand, NoDarkValley, Ramp, Zero };
 
 // Filtered A-scans below upper points at depth ~50: a top layer peaking at 60 and, in the layered profiles,
 // a second band at 250..269 with a dark valley between (dipping to 5 at 200 in Layered). Ramp rises to 74
 // at 74 with a single bright sample at 75.
-void fillRow(float* f, Profile profile) {
-    for (int x = 0; x < kWidth; ++x) f[x] = profile == Profile::Zero ? 0.0f : 10.0f;
-    if (profile == Profile::Zero) return;
-    if (profile == Profile::Ramp) {
-        for (int x = 0; x < kWidth; ++x) f[x] = x < 75 ? static_cast<float>(x) : 0.0f;
-        f[75] = 1000.0f;
-        return;
-    }
-    for (int x = 55; x < (profile == Profile::NoDarkValley ? 250 : 71); ++x) f[x] = 80.0f;
-    f[60] = 100.0f;
-    if (profile == Profile::NoSecondBand) return;
-    for (int x = 250; x < 270; ++x) f[x] = 90.0f;
-    if (profile == Profile::Layered) f[200] = 5.0f;
+float profileAt(Profile profile, int x) {
+    if (profile == Profile::Zero) return 0.0f;
+    if (profile == Profile::Ramp) return x < 75 ? static_cast<float>(x) : x == 75 ? 1000.0f : 0.0f;
+    if (x == 60) return 100.0f;
+    if (x >= 55 && x < (profile == Profile::NoDarkValley ? 250 : 71)) return 80.0f;
+    if (profile != Profile::NoSecondBand && x >= 250 && x < 270) return 90.0f;
+    return profile == Profile::Layered && x == 200 ? 5.0f : 10.0f;
 }
 
+// 30 A-scans of `all` except where `rows` says otherwise.
 struct SegmentScene {
     VelinDetectorIpp d;
-    explicit SegmentScene(Profile all = Profile::Layered) {
-        d.filteredImage.allocate(kWidth, kHeight);
-        for (int y = 0; y < kHeight; ++y) fillRow(d.filteredImage.getRow(y), all);
+    explicit SegmentScene(Profile all, const std::vector<std::pair<int, Profile>>& rows = {}) {
+        fillImage(d.filteredImage, kWidth, 30, [&](int x, int y) {
+            for (const auto& r : rows)
+                if (r.first == y) return profileAt(r.second, x);
+            return profileAt(all, x);
+        });
         d.minPointCount = 1;
     }
     // A chain of points at `depth` in the rows first..last, then (optionally) in the rows first2..last2.
@@ -45,28 +44,48 @@ struct SegmentScene {
         d.upperTraces.push_back(t);
     }
 };
+
+// Zero response and a uniformly grey smoothed image: limits stay and no point is dark unless a test says so.
+struct RefineScene {
+    std::unique_ptr<VelinDetectorIpp> d = std::make_unique<VelinDetectorIpp>();
+    RefineScene() {
+        fillImage(d->responseImage, 300, 50, 0.0f);
+        fillImage(d->smoothImage, 300, 50, 100);
+    }
+    void segment(const Ints& aScans, const Ints& limits, const std::vector<float>& weights) {
+        Segment s;
+        for (std::size_t i = 0; i < aScans.size(); ++i)
+            s.push_back(UpperPoint{20, aScans[i], limits[i], aScans[i], weights[i]});
+        d->upperSegments.push_back(s);
+    }
+    template <class Field>
+    std::vector<Field> field(int k, Field UpperPoint::*member) {
+        std::vector<Field> out;
+        for (const UpperPoint& p : d->upperSegments[k]) out.push_back(p.*member);
+        return out;
+    }
+    Ints limits(int k) { return field(k, &UpperPoint::limitDepth); }
+};
+using Floats = std::vector<float>;
+
 }  // namespace
 
 TEST(BuildUpperSegments, LimitsFollowThePeakTheSecondBandAndTheValley) {
     for (int minimum : {16, 18}) {
-        SegmentScene s;
-        fillRow(s.d.filteredImage.getRow(4), Profile::FlatValley);
-        fillRow(s.d.filteredImage.getRow(5), Profile::NoSecondBand);
-        fillRow(s.d.filteredImage.getRow(6), Profile::NoDarkValley);
+        SegmentScene s(Profile::Layered,
+                       {{4, Profile::FlatValley}, {5, Profile::NoSecondBand}, {6, Profile::NoDarkValley}});
         s.chain(0, 11, 50);
         s.d.minPointCount = minimum;
         // Rows 1..10 give records, 8 of them strong: enough for 16 but not for 18 as the minimum count.
         ASSERT_EQ(s.d.buildUpperSegments(), minimum == 16);
         if (minimum == 18) continue;
-
         // The run leaves out the last record (row 10).
         const Segment& seg = s.d.upperSegments[0];
         ASSERT_EQ(seg.size(), 9u);
-        const std::vector<int> limit{200, 200, 200, 249, 60, 369, 200, 200, 200};
-        const std::vector<float> weight{1, 1, 1, 1, 0, 0, 1, 1, 1};
+        const Ints limit{200, 200, 200, 249, 60, 369, 200, 200, 200};
+        const Floats weight{1, 1, 1, 1, 0, 0, 1, 1, 1};
         for (int i = 0; i < 9; ++i) {
-            EXPECT_EQ(seg[i].aScan, i + 1);
-            EXPECT_EQ(seg[i].limitAScan, i + 1);
+            EXPECT_EQ(Ints({seg[i].aScan, seg[i].limitAScan}), Ints({i + 1, i + 1}));
             EXPECT_EQ(seg[i].limitDepth, limit[i]) << "row " << i + 1;
             EXPECT_EQ(seg[i].weight, weight[i]) << "row " << i + 1;
         }
@@ -76,7 +95,7 @@ TEST(BuildUpperSegments, LimitsFollowThePeakTheSecondBandAndTheValley) {
 TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScan) {
     // Rows 1..8 at depth 50, then rows 11..19 at depth 53 (a break) or 51 (no break). Records cover rows
     // 2..8 (6 steps: too short) and 11..18 (7 steps: kept, but for its last record).
-    SegmentScene s;
+    SegmentScene s(Profile::Layered);
     s.chain(1, 8, 50, 11, 19, 53);
     s.chain(1, 8, 50, 11, 19, 51);
     s.chain(3, 3, 50);  // chains of one or two points are ignored
@@ -84,23 +103,85 @@ TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScan) {
     ASSERT_TRUE(s.d.buildUpperSegments());
     ASSERT_EQ(s.d.upperSegments.size(), 2u);
     const Segment& broken = s.d.upperSegments[0];
-    EXPECT_EQ(broken.size(), 7u);
-    EXPECT_EQ(broken.front().aScan, 11);
-    EXPECT_EQ(broken.back().aScan, 17);
-    const Segment& joined = s.d.upperSegments[1];
-    EXPECT_EQ(joined.size(), 14u);
-    EXPECT_EQ(joined.front().aScan, 2);
+    EXPECT_EQ(Ints({int(broken.size()), broken.front().aScan, broken.back().aScan}), Ints({7, 11, 17}));
+    EXPECT_EQ(Ints({int(s.d.upperSegments[1].size()), s.d.upperSegments[1].front().aScan}), Ints({14, 2}));
 }
 
 TEST(BuildUpperSegments, AShrunkWindowIsCarriedToTheNextChain) {
     // Alone, the chain at depth 50 finds the peak at 75 within the window of 100. After a point at depth 360
     // the window is 400 - 360 - 2 = 38, so the peak is sought only up to 50 + 19 and found at 68.
     for (bool deepChainFirst : {false, true}) {
-        SegmentScene s(Profile::Ramp);
-        fillRow(s.d.filteredImage.getRow(25), Profile::Zero);
+        SegmentScene s(Profile::Ramp, {{25, Profile::Zero}});
         if (deepChainFirst) s.chain(24, 26, 360);
         s.chain(0, 11, 50);
         ASSERT_TRUE(s.d.buildUpperSegments());
         for (const UpperPoint& p : s.d.upperSegments[0]) EXPECT_EQ(p.limitDepth, deepChainFirst ? 68 : 75);
+    }
+}
+
+TEST(RefineUpperPoints, LimitsMoveToTheFirstStrongestResponseWithinReach) {
+    RefineScene s;
+    EXPECT_FALSE(s.d->refineUpperPoints());
+    float* r = s.d->responseImage.getRow(10);
+    r[130] = r[140] = 5.0f;
+    r[160] = -5.0f;
+    for (int x = 0; x < 300; ++x) s.d->responseImage.getRow(11)[x] = static_cast<float>(-x);  // only falls
+    s.d->responseImage.getRow(12)[299] = 9.0f;  // the last column is never scanned
+    s.d->responseImage.getRow(12)[298] = 3.0f;
+    s.d->responseImage.getRow(13)[200] = 9.0f;  // limitDepth + 100 lies just out of reach
+    s.segment({10, 11, 12, 13}, {100, 100, 250, 100}, {0, 0, 0, 0});
+    EXPECT_TRUE(s.d->refineUpperPoints());
+    EXPECT_EQ(s.limits(0), (Ints{130, 100, 298, 100}));
+}
+
+TEST(RefineUpperPoints, PointsDarkerThanFourFifthsOfTheAverageLoseTheirWeight) {
+    // Layers between the response maximum (110) and minimum (120). Both averages are 95 (476 / 5, 475 / 5):
+    // 5 * 76 = 380 is not below 4 * 95 = 380, but 5 * 75 = 375 is.
+    RefineScene s;
+    fillImage(s.d->responseImage, 300, 50, [](int x, int) { return x == 110 ? 5.0f : x == 120 ? -5.0f : 0.0f; });
+    fillImage(s.d->smoothImage, 300, 50, [](int, int y) { return y == 4 ? 76 : y == 9 ? 75 : 100; });
+    s.segment({0, 1, 2, 3, 4}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
+    s.segment({5, 6, 7, 8, 9}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
+    s.d->refineUpperPoints();
+    EXPECT_EQ(s.limits(0), (Ints{110, 110, 110, 110, 110}));
+    EXPECT_EQ(s.field(0, &UpperPoint::weight), (Floats{1, 1, 1, 1, 1}));
+    EXPECT_EQ(s.field(1, &UpperPoint::weight), (Floats{1, 1, 1, 1, 0}));
+}
+
+TEST(RefineUpperPoints, WeakRunsAreBridgedOverTheAScanDistanceOfTheirEnds) {
+    RefineScene s;
+    s.segment({10, 11, 12, 13, 14}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
+    s.segment({20, 21, 22, 23, 28}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
+    s.segment({40, 41, 42, 43, 44}, {100, 0, 0, 0, 90}, {1, 0, 0, 0, 1});
+    s.segment({30, 31, 32, 33, 34}, {50, 100, 100, 60, 70}, {0, 1, 1, 0, 0});  // weak ends stay
+    s.d->refineUpperPoints();
+    EXPECT_EQ(s.limits(0), (Ints{100, 102, 105, 107, 110}));
+    EXPECT_EQ(s.limits(1), (Ints{100, 101, 102, 103, 110}));
+    EXPECT_EQ(s.limits(2), (Ints{100, 98, 95, 93, 90}));
+    EXPECT_EQ(s.limits(3), (Ints{50, 100, 100, 60, 70}));
+    EXPECT_EQ(s.field(0, &UpperPoint::weight), (Floats{1, 0, 0, 0, 1}));
+}
+
+// The preparation of every B-scan of the layered volume up to the upper segments: each B-scan has segments,
+// and their points lie on the top of the nerve-fibre layer.
+TEST(UpperPreparationOnSyntheticVolume, EveryBScanYieldsASegmentOnTheTopOfTheBrightBand) {
+    const SyntheticVolume v = makeLayeredVolume(SyntheticVolumeOptions{});
+    VelinDetectorIpp d;
+    d.setParameters(v.samples.data(), v.numAScans, v.depth, v.numBScans, 100.0f, 0.0f, 0.0f, 0);
+    ASSERT_TRUE(d.setupVolume());
+    for (int b = 0; b < v.numBScans; ++b) {
+        d.upperTraces.clear();
+        d.upperSegments.clear();
+        d.filterStageMark = 0;
+        ASSERT_TRUE(d.loadBScan(b) && d.runFilterStage() && d.linkMaskEdges() && d.buildUpperSegments()) << b;
+        int points = 0;
+        for (const Segment& segment : d.upperSegments) {
+            for (const UpperPoint& p : segment) {
+                ++points;
+                const int top = v.top[static_cast<std::size_t>(b) * v.numAScans + p.aScan];
+                EXPECT_LE(std::abs(p.depth - top), 3) << "B-scan " << b << ", A-scan " << p.aScan;
+            }
+        }
+        EXPECT_GT(points, v.numAScans / 2) << "B-scan " << b;
     }
 }

@@ -1,19 +1,31 @@
-#include <Velin/VelinDetectorIpp.h>
+#include "DetectorTestHelpers.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
-using namespace Orvan::Velin;
+using namespace velin_test;
 
 namespace {
 
-float maskWidthFor(int numAScans, float selector) {
-    VelinDetectorIpp detector;
-    detector.setParameters(nullptr, numAScans, 64, 12, 100.0f, selector, 0.0f, 0);
-    return detector.maskWidth;
+std::unique_ptr<VelinDetectorIpp> setUp(int aScans, int depth, float selector = 0.0f,
+                                        const std::uint8_t* data = nullptr, int bScans = 12) {
+    auto d = std::make_unique<VelinDetectorIpp>();
+    d->setParameters(data, aScans, depth, bScans, 100.0f, selector, 0.0f, 0);
+    return d;
+}
+
+// A detector set up for `bScans` B-scans of `aScans` x `depth` samples, sample i of the volume being sample(i).
+template <class Sample>
+std::unique_ptr<VelinDetectorIpp> loaded(std::vector<std::uint8_t>& volume, int bScans, int aScans, int depth,
+                                         Sample sample) {
+    volume.resize(static_cast<std::size_t>(bScans) * aScans * depth);
+    for (std::size_t i = 0; i < volume.size(); ++i) volume[i] = static_cast<std::uint8_t>(sample(i));
+    auto d = setUp(aScans, depth, 0.0f, volume.data(), bScans);
+    EXPECT_TRUE(d->setupVolume());
+    return d;
 }
 
 }  // namespace
@@ -22,18 +34,14 @@ TEST(MaskWidthTable, BoundsOnTheScanCountAreInclusiveSelectorComparisonsStrictAn
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const struct {
         int aScans;
-        float selector;
-        float width;
-    } rows[] = {{600, 20.0f, 0.15f}, {600, 20.5f, 0.2f}, {513, 9.9f, 0.15f},  {512, 9.9f, 0.25f}, {257, 10.0f, 0.3f},
-                {257, 29.0f, 0.3f},  {256, 29.0f, 0.5f}, {129, 30.0f, 0.55f}, {128, 30.0f, 0.6f}, {1, -1.0f, 0.6f},
-                {1024, nan, 0.15f},  {512, nan, 0.3f},   {200, nan, 0.55f},   {64, nan, 0.6f}};
-    for (const auto& row : rows) EXPECT_EQ(maskWidthFor(row.aScans, row.selector), row.width) << row.aScans;
-
-    // One float step above 0.65, on purpose.
-    const float wide = maskWidthFor(128, 31.0f);
-    std::uint32_t pattern;
-    std::memcpy(&pattern, &wide, sizeof pattern);
-    EXPECT_EQ(pattern, 0x3F266667u);
+        float selector, width;
+    } rows[] = {// clang-format off
+        {600, 20.0f, 0.15f}, {600, 20.5f, 0.2f}, {513, 9.9f, 0.15f}, {512, 9.9f, 0.25f}, {257, 10.0f, 0.3f},
+        {257, 29.0f, 0.3f}, {256, 29.0f, 0.5f}, {129, 30.0f, 0.55f}, {128, 30.0f, 0.6f}, {1, -1.0f, 0.6f},
+        {1024, nan, 0.15f}, {512, nan, 0.3f}, {200, nan, 0.55f}, {64, nan, 0.6f},
+        {128, 31.0f, std::nextafter(0.65f, 1.0f)}};  // one float step above 0.65, on purpose
+    // clang-format on
+    for (const auto& row : rows) EXPECT_EQ(setUp(row.aScans, 64, row.selector)->maskWidth, row.width) << row.aScans;
 
     VelinDetectorIpp detector;
     detector.setParameters(nullptr, 300, 496, 40, 2.5f, 1.0f, 7.5f, -5);
@@ -41,59 +49,88 @@ TEST(MaskWidthTable, BoundsOnTheScanCountAreInclusiveSelectorComparisonsStrictAn
 }
 
 TEST(VolumeSetup, FftOrdersAreTheSmallestPowersOfTwoFromTwoUp) {
-    const int depths[] = {1, 2, 3, 512, 513};
-    const int orders[] = {1, 1, 2, 9, 10};
-    for (int i = 0; i < 5; ++i) {
-        VelinDetectorIpp detector;
-        detector.setParameters(nullptr, 5, depths[i], 12, 100.0f, 0.0f, 0.0f, 0);
-        ASSERT_TRUE(detector.setupVolume()) << depths[i];
-        EXPECT_EQ(detector.fftOrderDepth, orders[i]) << depths[i];
-        EXPECT_EQ(detector.fftFilterImage.getWidth(), 1 << orders[i]);
-        EXPECT_EQ(detector.fftSizeAScans, 8);
-        EXPECT_EQ(detector.maskImage.getWidth(), depths[i]);
+    for (const auto& c : {std::pair<int, int>{1, 1}, {2, 1}, {3, 2}, {512, 9}, {513, 10}}) {
+        auto d = setUp(5, c.first);
+        ASSERT_TRUE(d->setupVolume()) << c.first;
+        EXPECT_EQ(Ints({d->fftOrderDepth, d->fftSizeAScans}), Ints({c.second, 8})) << c.first;
     }
-
-    VelinDetectorIpp empty;
-    empty.setParameters(nullptr, 4, 0, 12, 100.0f, 0.0f, 0.0f, 0);
-    EXPECT_FALSE(empty.setupVolume());
-    EXPECT_NE(empty.lastStatus, 0);
-    EXPECT_EQ(empty.fftSpec, nullptr);
+    auto empty = setUp(4, 0);
+    EXPECT_FALSE(empty->setupVolume());
+    EXPECT_TRUE(empty->lastStatus != 0 && empty->fftSpec == nullptr);
 }
 
 // With an 8 x 8 transform and mask width 0.6 the transfer value is exp(-(u^2 + v^2) * 32 ln 2 / (2 (0.6 * 8)^2)),
-// set to 0 below 0.004 and to 1 above 0.996. See docs/frequency-mask.md for the cells.
+// set to 0 below 0.004 and to 1 above 0.996. See docs/frequency-mask.md for the cells: column 0 holds v = 0..3
+// in its odd rows and v = 3 again in the last; the other odd columns hold u = 1..3 for rows v and 7 - v.
 TEST(FrequencyMask, TransferValuesSitInTheirPackCellsWithTheMirrorOneRowOff) {
-    VelinDetectorIpp detector;
-    detector.setParameters(nullptr, 8, 8, 12, 100.0f, 0.0f, 0.0f, 0);
-    ASSERT_TRUE(detector.setupVolume());
+    auto d = setUp(8, 8);
+    ASSERT_TRUE(d->setupVolume());
     auto m = [](int u, int v) {
         const double value = std::exp(-(u * u + v * v) * 22.18070978 / (2.0 * 4.8 * 4.8));
         return value < 0.004 ? 0.0 : value;
     };
-    auto cell = [&](int row, int column) { return static_cast<double>(detector.fftFilterImage.getRow(row)[column]); };
+    auto expected = [&](int row, int column) {
+        if (column == 0) return row == 0 ? 1.0 : row % 2 ? m(0, std::min(3, (row + 1) / 2)) : 0.0;
+        return column % 2 == 0 || column == 7 ? 0.0 : m((column + 1) / 2, std::min(row, 7 - row));
+    };
+    for (int row = 0; row < 8; ++row)
+        for (int column = 0; column < 8; ++column)
+            EXPECT_NEAR(d->fftFilterImage.getRow(row)[column], expected(row, column), 1e-6) << row << "," << column;
 
-    EXPECT_EQ(cell(0, 0), 1.0);
-    for (int f = 1; f <= 3; ++f) {
-        EXPECT_NEAR(cell(2 * f - 1, 0), m(0, f), 1e-6) << f;
-        EXPECT_EQ(cell(2 * f, 0), 0.0) << f;
-    }
-    EXPECT_NEAR(cell(7, 0), m(0, 3), 1e-6);
-    for (int u = 1; u <= 3; ++u) {
-        for (int v = 0; v <= 3; ++v) {
-            EXPECT_NEAR(cell(v, 2 * u - 1), m(u, v), 1e-6) << u << "," << v;
-            EXPECT_NEAR(cell(7 - v, 2 * u - 1), m(u, v), 1e-6) << u << "," << v;
-            EXPECT_EQ(cell(v, 2 * u) + cell(7 - v, 2 * u), 0.0);
-        }
-    }
-    for (int row = 0; row < 8; ++row) EXPECT_EQ(cell(row, 7), 0.0);
+    // Radius 0.5 * 64 / 4 = 8 along u (cell 2u - 1 of row 0) and along v (row 2v - 1 of column 0): one half.
+    d = setUp(64, 64);
+    d->maskWidth = 0.5f;
+    ASSERT_TRUE(d->setupVolume());
+    EXPECT_NEAR(d->fftFilterImage.getRow(0)[15], 0.5f, 1e-5f);
+    EXPECT_NEAR(d->fftFilterImage.getRow(15)[0], 0.5f, 1e-5f);
 }
 
-TEST(FrequencyMask, FallsToOneHalfAtAQuarterOfWidthTimesHeight) {
+// A bright band at depths 20..35 over a dark background, the same in every A-scan.
+TEST(BScanLoading, RescalesToTheFullByteRangeAndGivesSignedDepthEdgesInsideAZeroFrame) {
+    std::vector<std::uint8_t> volume;
+    auto d = loaded(volume, 12, 16, 64, [](std::size_t i) { return i % 64 >= 20 && i % 64 < 36 ? 200 : 10; });
+    ASSERT_TRUE(d->loadBScan(1));
+    float low = 1e9f, high = -1e9f;
+    for (int y = 0; y < 16; ++y) {
+        for (int x = 0; x < 64; ++x) {
+            const float value = d->filteredImage.getRow(y)[x];
+            low = std::min(low, value);
+            high = std::max(high, value);
+            EXPECT_EQ(d->intensityImage.getRow(y)[x], static_cast<int>(value));
+        }
+        EXPECT_EQ(d->responseImage.getRow(y)[63], 0.0f);
+    }
+    EXPECT_EQ(low, 0.0f);
+    EXPECT_NEAR(high, 255.0f, 1e-3f);
+    // Brightening with depth at the top of the band, darkening at its bottom; the frame row stays 0.
+    const float* response = d->responseImage.getRow(8);
+    EXPECT_TRUE(response[20] > 0.0f && response[35] < 0.0f && d->responseImage.getRow(0)[20] == 0.0f);
+    EXPECT_EQ(Ints({d->smoothImage.getRow(15)[28], d->smoothImage.getRow(8)[28]}), Ints({0, 200}));
+
+    // A flat B-scan rescales to NaN, unguarded, and still loads.
+    d = loaded(volume, 10, 8, 32, [](std::size_t) { return 0; });
+    ASSERT_TRUE(d->loadBScan(0));
+    EXPECT_TRUE(std::isnan(d->filteredImage.getRow(3)[3]));
+
+    // Rows padded to 64 bytes: the B-scan is copied as one block, so row 1 begins with the 64th byte.
+    d = loaded(volume, 10, 4, 40, [](std::size_t i) { return i % 251; });
+    ASSERT_EQ(d->rawImage.getStep(), 64);
+    ASSERT_TRUE(d->loadBScan(2));
+    const std::uint8_t* start = volume.data() + 2 * 4 * 40;
+    EXPECT_EQ(Ints({d->rawImage.getRow(0)[39], d->rawImage.getRow(1)[0], d->rawImage.getRow(2)[15]}),
+              Ints({start[39], start[64], start[128 + 15]}));
+}
+
+TEST(Diffusion, MovesEachInteriorPixelAFifthAlongTheLaplacianAndLeavesTheFrame) {
     VelinDetectorIpp detector;
-    detector.setParameters(nullptr, 64, 64, 12, 100.0f, 0.0f, 0.0f, 0);
-    detector.maskWidth = 0.5f;
-    ASSERT_TRUE(detector.setupVolume());
-    // Radius 0.5 * 64 / 4 = 8 along u (cell 2u - 1 of row 0) and along v (row 2v - 1 of column 0).
-    EXPECT_NEAR(detector.fftFilterImage.getRow(0)[15], 0.5f, 1e-5f);
-    EXPECT_NEAR(detector.fftFilterImage.getRow(15)[0], 0.5f, 1e-5f);
+    ippImage32f image;
+    fillImage(image, 5, 5, [](int x, int y) { return x == 2 && y == 2 ? 10.0f : x == 2 && y == 0 ? 5.0f : 0.0f; });
+    detector.diffuse(image, 0, 0.2);
+    EXPECT_EQ(image.getRow(2)[2], 10.0f);
+    detector.diffuse(image, 1, 0.2);
+    // The centre keeps a fifth, (2, 1) gets 0.2 * (10 + 5), the diagonal nothing, the frame stays.
+    const float after[] = {image.getRow(2)[2], image.getRow(1)[2], image.getRow(2)[1], image.getRow(1)[1]};
+    const float expected[] = {2.0f, 3.0f, 2.0f, 0.0f};
+    for (int i = 0; i < 4; ++i) EXPECT_FLOAT_EQ(after[i], expected[i]) << i;
+    EXPECT_EQ(image.getRow(0)[2], 5.0f);
 }

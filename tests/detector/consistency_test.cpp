@@ -4,18 +4,44 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <vector>
 
+using namespace Orvan::Velin;
 using Orvan::MathPackage::Matrix;
 using Orvan::MathPackage::VectorN;
-using Orvan::Velin::BorderedGrid;
 
 namespace {
 
+const double kGap = -1000.0;  // no point in this B-scan
+using D = std::vector<double>;
 const int kBorder = 5;
 using DepthAt = std::function<double(int x, int z)>;
 
-// A detector whose four lists hold every (A-scan x, B-scan z) position, with values 0.5 (upper) and 0.25.
-struct Volume : Orvan::Velin::VelinDetectorIpp {
+// Corrects one point per B-scan at A-scan `x` (none where the depth is kGap) and returns the new depths.
+D corrected(double x, const D& depths) {
+    VelinDetectorIpp detector;
+    detector.numAScans = 4;
+    detector.numBScans = static_cast<int>(depths.size());
+    MatrixList list;
+    for (std::size_t z = 0; z < depths.size(); ++z)
+        list.push_back(depths[z] == kGap ? Matrix(0, 3) : Matrix(1, 3, {x, depths[z], double(z)}));
+    detector.correctAcrossScans(list, 2);
+    D out;
+    for (const Matrix& m : list) out.push_back(m.getRowCount() == 0 ? kGap : m(0, 1));
+    return out;
+}
+
+// A grid of rows x columns cells inside a border, zero but where `value` says otherwise.
+BorderedGrid grid(int rows, int columns, const std::function<float(int row, int column)>& value) {
+    BorderedGrid g(rows + 2 * kBorder, columns + 2 * kBorder, kBorder);
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < columns; ++c) g[r + kBorder][c + kBorder] = value(r, c);
+    return g;
+}
+
+// A detector whose four lists hold every (A-scan x, B-scan z) position, with values 0.5 (upper) and 0.25,
+// after the final volume pass.
+struct Volume : VelinDetectorIpp {
     Volume(int aScans, int bScans, int level, const DepthAt& upper, const DepthAt& lower) {
         numAScans = aScans;
         numBScans = bScans;
@@ -43,13 +69,31 @@ DepthAt constant(double depth) {
 
 }  // namespace
 
+TEST(CrossScanCorrection, RecursiveFilterWithTruncatingDivisionOverRunsSplitByGaps) {
+    EXPECT_EQ(corrected(1, {10, 20, 10, 20, 10}), (D{10, 15, 13, 15, 10}));
+    // (-3 - 2 + 0) / 4 = -5 / 4 truncates to -1; the first point keeps its negative depth.
+    EXPECT_EQ(corrected(0, {-3, -1, 0}), (D{-3, -1, 0}));
+    // Only the last point of a run is clamped to 0.
+    EXPECT_EQ(corrected(3, {5, 5, -1}), (D{5, 3, 0}));
+    EXPECT_EQ(corrected(2, {10, 20, 10, kGap, 20, 10, 20}), (D{10, 15, 10, kGap, 20, 15, 20}));
+    // Runs too short to filter only truncate.
+    EXPECT_EQ(corrected(0, {kGap, 7.9, -1.5, kGap, 3.2, kGap}), (D{kGap, 7, -1, kGap, 3, kGap}));
+
+    // Of two rows at one position the later wins; coordinates become whole numbers.
+    VelinDetectorIpp detector;
+    detector.numAScans = 3;
+    detector.numBScans = 2;
+    MatrixList list{Matrix(2, 3, {2.7, 2.0, 30.0, 40.0, 0.0, 0.0}), Matrix()};
+    detector.correctAcrossScans(list, 2);
+    EXPECT_EQ(D({list[0](0, 0), list[0](0, 1), list[0](1, 1)}), D({2.0, 40.0, 40.0}));
+    EXPECT_EQ(list[1].getRowCount(), 0u);
+}
+
 TEST(SurfaceGapFilling, TakesTheFirstRawValueOfTheNeighbourhood) {
     // Points only in every second B-scan, depth 100 + 10 * B-scan + A-scan.
-    BorderedGrid raw(7 + 2 * kBorder, 8 + 2 * kBorder, kBorder);
-    for (int z = 0; z < 7; z += 2)
-        for (int x = 0; x < 8; ++x) raw[z + kBorder][x + kBorder] = 100.0f + 10 * z + x;
+    const BorderedGrid raw = grid(7, 8, [](int z, int x) { return z % 2 ? 0.0f : 100.0f + 10 * z + x; });
     BorderedGrid filled = raw;
-    Orvan::Velin::fillSurfaceGaps(raw, filled);
+    fillSurfaceGaps(raw, filled);
     // The search starts three B-scans back at the lowest A-scan: B-scans 1 and 3 fill from B-scan 0, 5 from 2.
     EXPECT_EQ(filled[1 + kBorder][5 + kBorder], 102.0f);
     EXPECT_EQ(filled[3 + kBorder][1 + kBorder], 100.0f);
@@ -57,22 +101,20 @@ TEST(SurfaceGapFilling, TakesTheFirstRawValueOfTheNeighbourhood) {
     EXPECT_EQ(filled[6 + kBorder][7 + kBorder], 167.0f);
 
     // A point closes gaps up to three cells away; filled cells do not feed further gaps.
-    BorderedGrid single(3 + 2 * kBorder, 8 + 2 * kBorder, kBorder);
-    single[kBorder][kBorder] = 9.0f;
+    const BorderedGrid single = grid(3, 8, [](int z, int x) { return z + x == 0 ? 9.0f : 0.0f; });
     BorderedGrid closed = single;
-    Orvan::Velin::fillSurfaceGaps(single, closed);
+    fillSurfaceGaps(single, closed);
     EXPECT_EQ(closed[2 + kBorder][3 + kBorder], 9.0f);
     EXPECT_EQ(closed[kBorder][4 + kBorder], 0.0f);
 }
 
 TEST(SurfaceDiffusion, SpreadsOneCellPerStepAndLosesNothingAtTheEdges) {
-    BorderedGrid filled(31 + 2 * kBorder, 31 + 2 * kBorder, kBorder);
-    const int centre = 15 + kBorder;
-    filled[centre][centre] = 1000.0f;
-    filled[kBorder][kBorder] = 1000.0f;  // a corner: no heat may leave the volume
+    // One hot cell in the middle and one in a corner, from which no heat may leave the volume.
+    const BorderedGrid filled =
+        grid(31, 31, [](int r, int c) { return (r == 15 && c == 15) || r + c == 0 ? 1000.0f : 0.0f; });
     BorderedGrid surface(filled.getRows(), filled.getColumns(), kBorder);
-    Orvan::Velin::diffuseSurface(filled, surface, 7, 0.2);
-
+    diffuseSurface(filled, surface, 7, 0.2);
+    const int centre = 15 + kBorder;
     EXPECT_GT(surface[centre][centre + 7], 0.0f);
     EXPECT_EQ(surface[centre][centre + 8], 0.0f);
     EXPECT_GT(surface[centre + 4][centre - 3], 0.0f);
@@ -85,16 +127,15 @@ TEST(SurfaceDiffusion, SpreadsOneCellPerStepAndLosesNothingAtTheEdges) {
 }
 
 // The smoothing level shows in how far a tall point spreads along the A-scans, at most one cell per step.
-// Depth 0 counts as missing, so the point is first copied over A-scans 0 to 3.
+// Depth 0 counts as missing, so the point is first copied over A-scans 0 to 3. On this volume level 0 (ten
+// steps) reaches A-scan 13 and level 2 (thirty steps) A-scan 23, as measured.
 TEST(FinalVolumePass, SmoothingLevelSetsTheNumberOfDiffusionSteps) {
     const DepthAt tall = [](int x, int z) { return x == 0 && z == 0 ? 1e9 : 0.0; };
-    Volume level0(40, 3, 0, tall, constant(0.0));
-    EXPECT_GT(level0.upper(13, 1), 0.0);
-    EXPECT_EQ(level0.upper(14, 1), 0.0);
-    // Twenty steps reach A-scan 19, thirty reach 23 and thirty-five reach 25 (measured on this volume).
-    Volume level2(40, 3, 2, tall, constant(0.0));
-    EXPECT_GT(level2.upper(23, 1), 0.0);
-    EXPECT_EQ(level2.upper(24, 1), 0.0);
+    for (const auto& c : {std::pair<int, int>{0, 13}, {2, 23}}) {
+        Volume v(40, 3, c.first, tall, constant(0.0));
+        EXPECT_GT(v.upper(c.second, 1), 0.0) << c.first;
+        EXPECT_EQ(v.upper(c.second + 1, 1), 0.0) << c.first;
+    }
 }
 
 TEST(FinalVolumePass, LowerStaysBelowUpperAndMissingSurfacesDropPoints) {
@@ -103,10 +144,8 @@ TEST(FinalVolumePass, LowerStaysBelowUpperAndMissingSurfacesDropPoints) {
     EXPECT_EQ(crossing.valueList2[2](3, 3), 0.25);
 
     Volume missing(6, 4, 0, constant(-1.0), constant(80.0));
-    EXPECT_EQ(missing.upper(1, 1), -1.0);
-    EXPECT_EQ(missing.lower(1, 1), -1.0);
-    EXPECT_EQ(missing.valueList1[1](1, 3), 0.0);
-    EXPECT_EQ(missing.valueList2[1](1, 3), 0.0);
+    EXPECT_EQ(D({missing.upper(1, 1), missing.lower(1, 1)}), D({-1.0, -1.0}));
+    EXPECT_EQ(D({missing.valueList1[1](1, 3), missing.valueList2[1](1, 3)}), D({0.0, 0.0}));
 }
 
 // One deep point on flat surfaces: diffusion spreads it, so it ends 21 samples below the smoothed upper
@@ -119,8 +158,6 @@ TEST(FinalVolumePass, PointIsDroppedOnlyWhenBothBoundariesLieFarBelow) {
     EXPECT_EQ(kept.valueList1[10](10, 3), 0.5);
 
     Volume dropped(21, 21, 0, upper, deepLower);
-    EXPECT_EQ(dropped.upper(10, 10), -1.0);
-    EXPECT_EQ(dropped.lower(10, 10), -1.0);
-    EXPECT_EQ(dropped.valueList1[10](10, 3), 0.0);
+    EXPECT_EQ(D({dropped.upper(10, 10), dropped.lower(10, 10), dropped.valueList1[10](10, 3)}), D({-1.0, -1.0, 0.0}));
     EXPECT_EQ(dropped.upper(11, 10), 100.0);
 }

@@ -1,0 +1,52 @@
+#pragma once
+
+// Small builders for the detector tests: images, traces and detectors set up by hand.
+
+#include <Velin/VelinDetectorIpp.h>
+
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+namespace velin_test {
+
+using namespace Orvan::Velin;
+using Ints = std::vector<int>;
+
+/// Allocates `image` at width x height and sets pixel (x, y) to `value`, or to value(x, y) when it is callable.
+template <class Image, class Value>
+void fillImage(Image& image, int width, int height, const Value& value) {
+    image.allocate(width, height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            if constexpr (std::is_invocable_v<Value, int, int>)
+                image.getRow(y)[x] = static_cast<std::remove_pointer_t<decltype(image.getRow(0))>>(value(x, y));
+            else
+                image.getRow(y)[x] = value;
+        }
+}
+
+/// A detector with `aScans` A-scans of `width` samples, flat intensity 100 and a response of `fill`.
+inline std::unique_ptr<VelinDetectorIpp> makeDetector(int width, int aScans, float fill = 0.0f) {
+    auto d = std::make_unique<VelinDetectorIpp>();
+    d->numAScans = aScans;
+    fillImage(d->intensityImage, width, aScans, 100);
+    fillImage(d->responseImage, width, aScans, fill);
+    return d;
+}
+
+/// A trace with point i at (depths[i], firstAScan + i * step).
+inline Trace traceOf(const Ints& depths, int firstAScan = 0, int step = 1) {
+    Trace t;
+    for (std::size_t i = 0; i < depths.size(); ++i)
+        t.push_back(BoundaryPoint{depths[i], firstAScan + static_cast<int>(i) * step});
+    return t;
+}
+
+inline Ints depthsOf(const Trace& t) {
+    Ints out;
+    for (const BoundaryPoint& p : t) out.push_back(p.depth);
+    return out;
+}
+
+}  // namespace velin_test

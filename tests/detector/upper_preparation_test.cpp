@@ -1,0 +1,149 @@
+#include "DetectorTestHelpers.h"
+
+#include <gtest/gtest.h>
+
+using namespace velin_test;
+
+namespace {
+
+// Extrema of a one-row response; the search runs from depth + 5 to limitDepth + 5 - 1 (at most width - 2).
+struct Extrema {
+    CandidateList maxima, minima;
+    bool found;
+    Extrema(const std::vector<float>& values, int depth = 0, int limitDepth = 1000) {
+        VelinDetectorIpp d;
+        fillImage(d.responseImage, static_cast<int>(values.size()), 1, [&](int x, int) { return values[x]; });
+        found = d.findResponseExtrema(d.responseImage, UpperPoint{depth, 0, limitDepth, 0, 1.0f}, maxima, minima);
+    }
+};
+
+constexpr int kWidth = 300;
+
+// An empty mask of `height` A-scans. Each band added gets a response peak two samples above its top, where
+// the snap to the response puts the chain point back onto the top.
+struct MaskScene {
+    std::unique_ptr<VelinDetectorIpp> d = std::make_unique<VelinDetectorIpp>();
+    explicit MaskScene(int height) {
+        fillImage(d->maskImage, kWidth, height, 0);
+        fillImage(d->responseImage, kWidth, height, 0.0f);
+        d->dataFirstDepth = 5;
+        d->dataLastDepth = kWidth - 5;
+    }
+    MaskScene& band(int firstRow, int lastRow, int top, int bottom = kWidth) {
+        for (int y = firstRow; y <= lastRow; ++y) {
+            for (int x = top; x < bottom; ++x) d->maskImage.getRow(y)[x] = 255;
+            d->responseImage.getRow(y)[top - 2] = 1.0f;
+        }
+        return *this;
+    }
+    // (first A-scan, last A-scan, depth of the first point) of every chain.
+    std::vector<Ints> chains() {
+        EXPECT_TRUE(d->linkMaskEdges());
+        std::vector<Ints> out;
+        for (const Trace& t : d->upperTraces) out.push_back({t.front().aScan, t.back().aScan, t.front().depth});
+        return out;
+    }
+};
+using Chains = std::vector<Ints>;
+
+}  // namespace
+
+TEST(ResponseExtrema, ValleysAndPeaksArePlacedAtTheMiddleOfTheirFloorOrTop) {
+    const Extrema single({9, 9, 9, 9, 9, 8, 6, 3, -4, 2, 5, 7, 8, 9});
+    EXPECT_FALSE(single.found);  // no peak
+    ASSERT_EQ(single.minima.size(), 1u);
+    EXPECT_EQ(single.minima[0].depth, 8);  // an immediate rise: (8 + 9) / 2
+    EXPECT_FLOAT_EQ(single.minima[0].value, -4.0f);
+
+    // Floor at 7..10 (first higher sample 11), top at 13..15 (first lower sample 16).
+    const Extrema flat({0, 0, 0, 0, 0, 5, 4, 1, 1, 1, 1, 3, 4, 6, 6, 6, 2, 1, 0});
+    EXPECT_TRUE(flat.found);
+    ASSERT_EQ(flat.minima.size(), 1u);
+    EXPECT_EQ(flat.minima[0].depth, 9);
+    ASSERT_EQ(flat.maxima.size(), 2u);
+    EXPECT_EQ(flat.maxima[0].depth, 5);
+    EXPECT_EQ(flat.maxima[1].depth, 14);
+    EXPECT_FLOAT_EQ(flat.maxima[1].value, 6.0f);
+
+    // Only closed extrema inside the search range count. From depth 2 with limit 6 the valley at 6 lies
+    // above 7, the one at 10 is still open at the end.
+    EXPECT_TRUE(Extrema({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}).minima.empty());
+    EXPECT_TRUE(Extrema({5, 5, 5, 5, 5, 5, 0, 5, 5, 5, 0, 5, 5, 5, 5}, 2, 6).minima.empty());
+    EXPECT_EQ(Extrema({5, 5, 5, 5, 5, 5, 0, 5, 5, 5, 0, 5, 5, 5, 5}, 2, 7).minima.size(), 1u);
+}
+
+TEST(SmoothDepths, TheWindowFollowsTheTraceLengthAndTheCentreIsLeftOut) {
+    VelinDetectorIpp d;
+    Trace three = traceOf({10, 50, 21}, 4);
+    d.smoothDepths(three, 7);
+    EXPECT_EQ(depthsOf(three), (Ints{10, 15, 21}));
+    EXPECT_EQ(three[2].aScan, 6);
+
+    // n = 10 < 2 * 7 gives a window of 4, which the median treats as 3.
+    Trace ten = traceOf({10, 30, 12, 14, 40, 16, 18, 20, 50, 22});
+    d.smoothDepths(ten, 7);
+    EXPECT_EQ(depthsOf(ten), (Ints{10, 11, 13, 14, 16, 17, 18, 19, 21, 22}));
+
+    // A three-sample spike survives a median of 5 but not the full window of 7.
+    Ints spiked(20, 50);
+    spiked[9] = spiked[10] = spiked[11] = 80;
+    Trace twenty = traceOf(spiked);
+    d.smoothDepths(twenty, 7);
+    EXPECT_EQ(depthsOf(twenty), Ints(20, 50));
+}
+
+TEST(SnapToResponseMinimum, MovesToTheShallowestLeastValueAwayFromTheFrame) {
+    VelinDetectorIpp d;
+    fillImage(d.responseImage, 30, 1, [](int x, int) {
+        return x == 12 || x == 17 ? -3.0f : x == 2 || x == 27 ? -9.0f : 0.0f;
+    });
+    Trace t = traceOf({15, 5, 25, 6, 24}, 0, 0);
+    d.snapToResponseMinimum(d.responseImage, t, 5);
+    EXPECT_EQ(depthsOf(t), (Ints{12, 5, 25, 2, 27}));
+}
+
+TEST(BridgeBelowMeanWeight, WeakRunsFollowTheLineBetweenTheirAnchors) {
+    VelinDetectorIpp d;
+    // Mean 0.6: points 1 and 2 lie between (20, a=0) and (10, a=3); the steps truncate toward zero.
+    Trace falling = traceOf({20, 99, 99, 10, 10});
+    d.bridgeBelowMeanWeight(falling, ValueList{1, 0, 0, 1, 1});
+    EXPECT_EQ(depthsOf(falling), (Ints{20, 17, 14, 10, 10}));
+    // The first point anchors even when weak; a run reaching the end is anchored at the last point.
+    Trace ends = traceOf({0, 99, 30, 30, 99, 99, 60});
+    d.bridgeBelowMeanWeight(ends, ValueList{0, 0, 1, 1, 0, 0, 0});
+    EXPECT_EQ(depthsOf(ends), (Ints{0, 15, 30, 30, 40, 50, 60}));
+}
+
+TEST(LinkMaskEdges, AnEdgeJumpBeyondTheToleranceBreaksTheForwardRun) {
+    EXPECT_EQ(MaskScene(250).band(1, 10, 100).band(11, 248, 140).chains(), (Chains{{1, 248, 100}}));
+    EXPECT_EQ(MaskScene(250).band(1, 10, 100).band(11, 248, 141).chains(), (Chains{{11, 248, 141}}));
+    // Below 200 A-scans the tolerance is 20 samples.
+    EXPECT_EQ(MaskScene(150).band(1, 10, 100).band(11, 148, 120).chains(), (Chains{{1, 148, 100}}));
+    EXPECT_EQ(MaskScene(150).band(1, 10, 100).band(11, 148, 121).chains(), (Chains{{11, 148, 121}}));
+}
+
+TEST(LinkMaskEdges, TheForwardStartNeedsOneLinkedPointFewerThanTheBackwardEnd) {
+    // 29 points before a jump start the forward chain, which then is too short to keep: only the backward
+    // chain remains.
+    EXPECT_EQ(MaskScene(250).band(1, 29, 100).band(30, 248, 200).chains(), (Chains{{248, 30, 200}}));
+    // 29 points after a jump do not end the backward chain, which starts before the jump instead.
+    EXPECT_EQ(MaskScene(250).band(1, 100, 100).band(101, 129, 200).chains(), (Chains{{1, 100, 100}, {100, 2, 100}}));
+    // A deep layer in rows 1..59 and a shallow one in rows 40..98: the forward chain follows the deep layer
+    // to row 59, the backward chain the shallow one to row 40; they are cut at (40 + 59) / 2 = 49.
+    EXPECT_EQ(MaskScene(100).band(1, 59, 100).band(40, 98, 60, 80).chains(), (Chains{{1, 49, 100}, {98, 48, 60}}));
+}
+
+TEST(SnapTracesToResponseMaximum, SearchesFromThePointNearTheTopAndAddsTwo) {
+    auto d = std::make_unique<VelinDetectorIpp>();
+    fillImage(d->responseImage, 100, 2, 0.0f);
+    EXPECT_FALSE(d->snapTracesToResponseMaximum(d->responseImage));
+    float* shallow = d->responseImage.getRow(0);
+    shallow[8] = 5.0f;  // above a point at depth 10, whose search starts at 10 itself
+    shallow[12] = shallow[14] = 3.0f;
+    float* deeper = d->responseImage.getRow(1);
+    deeper[7] = deeper[9] = 4.0f;  // a point at depth 30 searches from 5; the first maximum wins
+    d->upperTraces = {Trace{{10, 0}}, Trace{{30, 1}}};
+    EXPECT_TRUE(d->snapTracesToResponseMaximum(d->responseImage));
+    EXPECT_EQ(d->upperTraces[0][0].depth, 14);
+    EXPECT_EQ(d->upperTraces[1][0].depth, 9);
+}
