@@ -31,54 +31,38 @@ inline Ipp8u nearestToU8(float v) {
     return static_cast<Ipp8u>(r);
 }
 
-}  // namespace
-
-IppStatus ippiConvert_8u32f_C1R(const Ipp8u* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize roiSize) {
+// Checks the arguments, then writes op(source pixel) to every destination pixel of the region, row by row.
+// The in-place primitives pass the same image as source and destination.
+template <typename Src, typename Dst, typename Op>
+IppStatus mapPixels(const Src* pSrc, int srcStep, Dst* pDst, int dstStep, IppiSize roiSize, Op op) {
     const IppStatus st = detail::checkImages(pSrc, srcStep, pDst, dstStep, roiSize);
     if (st != ippStsNoErr) return st;
     for (int y = 0; y < roiSize.height; ++y) {
-        const Ipp8u* s = detail::rowAt(pSrc, srcStep, y);
-        Ipp32f* d = detail::rowAt(pDst, dstStep, y);
-        for (int x = 0; x < roiSize.width; ++x) d[x] = static_cast<Ipp32f>(s[x]);
+        const Src* s = detail::rowAt(pSrc, srcStep, y);
+        Dst* d = detail::rowAt(pDst, dstStep, y);
+        for (int x = 0; x < roiSize.width; ++x) d[x] = op(s[x]);
     }
     return ippStsNoErr;
+}
+
+}  // namespace
+
+IppStatus ippiConvert_8u32f_C1R(const Ipp8u* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize roiSize) {
+    return mapPixels(pSrc, srcStep, pDst, dstStep, roiSize, [](Ipp8u v) { return static_cast<Ipp32f>(v); });
 }
 
 IppStatus ippiConvert_32f8u_C1R(const Ipp32f* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize,
                                 IppRoundMode roundMode) {
-    const IppStatus st = detail::checkImages(pSrc, srcStep, pDst, dstStep, roiSize);
-    if (st != ippStsNoErr) return st;
-    const bool nearest = roundMode == ippRndNear;
-    for (int y = 0; y < roiSize.height; ++y) {
-        const Ipp32f* s = detail::rowAt(pSrc, srcStep, y);
-        Ipp8u* d = detail::rowAt(pDst, dstStep, y);
-        if (nearest) {
-            for (int x = 0; x < roiSize.width; ++x) d[x] = nearestToU8(s[x]);
-        } else {
-            for (int x = 0; x < roiSize.width; ++x) d[x] = truncateToU8(s[x]);
-        }
-    }
-    return ippStsNoErr;
+    if (roundMode == ippRndNear) return mapPixels(pSrc, srcStep, pDst, dstStep, roiSize, nearestToU8);
+    return mapPixels(pSrc, srcStep, pDst, dstStep, roiSize, truncateToU8);
 }
 
 IppStatus ippiAddC_32f_C1IR(Ipp32f value, Ipp32f* pSrcDst, int srcDstStep, IppiSize roiSize) {
-    const IppStatus st = detail::checkImage(pSrcDst, srcDstStep, roiSize);
-    if (st != ippStsNoErr) return st;
-    for (int y = 0; y < roiSize.height; ++y) {
-        Ipp32f* p = detail::rowAt(pSrcDst, srcDstStep, y);
-        for (int x = 0; x < roiSize.width; ++x) p[x] += value;
-    }
-    return ippStsNoErr;
+    return mapPixels(pSrcDst, srcDstStep, pSrcDst, srcDstStep, roiSize, [value](Ipp32f v) { return v + value; });
 }
 
 IppStatus ippiMulC_32f_C1IR(Ipp32f value, Ipp32f* pSrcDst, int srcDstStep, IppiSize roiSize) {
-    const IppStatus st = detail::checkImage(pSrcDst, srcDstStep, roiSize);
-    if (st != ippStsNoErr) return st;
-    for (int y = 0; y < roiSize.height; ++y) {
-        Ipp32f* p = detail::rowAt(pSrcDst, srcDstStep, y);
-        for (int x = 0; x < roiSize.width; ++x) p[x] *= value;
-    }
-    return ippStsNoErr;
+    return mapPixels(pSrcDst, srcDstStep, pSrcDst, srcDstStep, roiSize, [value](Ipp32f v) { return v * value; });
 }
 
 }  // namespace Ipp
