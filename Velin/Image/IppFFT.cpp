@@ -59,6 +59,21 @@ void mergePair(const float* VELIN_RESTRICT xkr, const float* VELIN_RESTRICT xki,
     }
 }
 
+// Lane b of a block (block rows 0..n-1) to and from one row of the planes (elements 0..n-1).
+void laneToRow(const float* br, const float* bi, int b, int n, float* outRe, float* outIm) {
+    for (int k = 0; k < n; ++k) {
+        outRe[k] = br[k * kRowBlock + b];
+        outIm[k] = bi[k * kRowBlock + b];
+    }
+}
+
+void rowToLane(const float* inRe, const float* inIm, int n, float* xr, float* xi, int b) {
+    for (int k = 0; k < n; ++k) {
+        xr[k * kRowBlock + b] = inRe[k];
+        xi[k * kRowBlock + b] = inIm[k];
+    }
+}
+
 // ---- rows, forward: real rows -> row spectra in the planes ---------------------------------------------
 
 void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
@@ -109,12 +124,8 @@ void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
         if (n >= 2)
             for (int b = 0; b < lanes; ++b) bi[(n / 2) * kRowBlock + b] = -bi[(n / 2) * kRowBlock + b];
         for (int b = 0; b < lanes; ++b) {
-            float* outRe = pr + cols.reversed(y0 + b) * ps;
-            float* outIm = pi + cols.reversed(y0 + b) * ps;
-            for (int k = 0; k < n; ++k) {
-                outRe[k] = br[k * kRowBlock + b];
-                outIm[k] = bi[k * kRowBlock + b];
-            }
+            const std::ptrdiff_t row = cols.reversed(y0 + b) * ps;
+            laneToRow(br, bi, b, n, pr + row, pi + row);
         }
     }
 }
@@ -140,14 +151,7 @@ void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     const float* ws = s.splitSin.data();
     for (int y0 = 0; y0 < H; y0 += kRowBlock) {
         const int lanes = std::min(static_cast<int>(kRowBlock), H - y0);
-        for (int b = 0; b < lanes; ++b) {
-            const float* inRe = pr + (y0 + b) * ps;
-            const float* inIm = pi + (y0 + b) * ps;
-            for (int k = 0; k < n; ++k) {
-                xr[k * kRowBlock + b] = inRe[k];
-                xi[k * kRowBlock + b] = inIm[k];
-            }
-        }
+        for (int b = 0; b < lanes; ++b) rowToLane(pr + (y0 + b) * ps, pi + (y0 + b) * ps, n, xr, xi, b);
         // The rebuilt half-length spectrum is twice the forward one, so its inverse yields width * x.
         for (int b = 0; b < lanes; ++b) {
             br[b] = xr[b] + xi[b];
@@ -273,11 +277,21 @@ void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     }
 }
 
-IppStatus checkTransform(const Ipp32f* pSrc, int srcStep, const Ipp32f* pDst, int dstStep,
-                         const IppiFFTSpec_R_32f* fft) {
+// Both directions check their arguments alike; rows come first going forward and last coming back.
+IppStatus transform(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, const IppiFFTSpec_R_32f* fft,
+                    bool inverse) {
     if (pSrc == nullptr || pDst == nullptr || fft == nullptr) return ippStsNullPtrErr;
     if (!isLiveFft(fft)) return ippStsContextMatchErr;
     if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
+    if (inverse) {
+        unpack(*fft, pSrc, srcStep);
+        columns(*fft, true);
+        inverseRows(*fft, pDst, dstStep);
+    } else {
+        forwardRows(*fft, pSrc, srcStep);
+        columns(*fft, false);
+        pack(*fft, pDst, dstStep);
+    }
     return ippStsNoErr;
 }
 
@@ -341,22 +355,12 @@ IppStatus ippiFFTFree_R_32f(IppiFFTSpec_R_32f* pFFTSpec) {
 
 IppStatus ippiFFTFwd_RToPack_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
                                      const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the FFT object owns its buffers*/) {
-    const IppStatus st = checkTransform(pSrc, srcStep, pDst, dstStep, pFFTSpec);
-    if (st != ippStsNoErr) return st;
-    forwardRows(*pFFTSpec, pSrc, srcStep);
-    columns(*pFFTSpec, false);
-    pack(*pFFTSpec, pDst, dstStep);
-    return ippStsNoErr;
+    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, false);
 }
 
 IppStatus ippiFFTInv_PackToR_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
                                      const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the FFT object owns its buffers*/) {
-    const IppStatus st = checkTransform(pSrc, srcStep, pDst, dstStep, pFFTSpec);
-    if (st != ippStsNoErr) return st;
-    unpack(*pFFTSpec, pSrc, srcStep);
-    columns(*pFFTSpec, true);
-    inverseRows(*pFFTSpec, pDst, dstStep);
-    return ippStsNoErr;
+    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, true);
 }
 
 }  // namespace Ipp
