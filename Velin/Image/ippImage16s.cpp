@@ -15,9 +15,7 @@ void ippImage16s::allocate(int w, int h) { detail::allocatePlane<detail::RowUnit
 
 void ippImage16s::attach(Ipp16s* d, int w, int h, int s) { detail::attachPlane(*this, d, w, h, s); }
 
-Ipp16s* ippImage16s::getPixel(int x, int y) const {
-    return data + (static_cast<std::ptrdiff_t>(y) * step + x);
-}
+Ipp16s* ippImage16s::getPixel(int x, int y) const { return data + (static_cast<std::ptrdiff_t>(y) * step + x); }
 
 ippImage16s& ippImage16s::copyFrom(const ippImage16s& other) {
     return detail::copyKeepingSize(*this, other, ippiCopy_16s_C1R);

@@ -11,9 +11,7 @@ void ippImage8u::allocate(int w, int h) { detail::allocatePlane<detail::RowUnit:
 
 void ippImage8u::attach(Ipp8u* d, int w, int h, int s) { detail::attachPlane(*this, d, w, h, s); }
 
-Ipp8u* ippImage8u::getPixel(int x, int y) const {
-    return data + static_cast<std::ptrdiff_t>(y) * step + x;
-}
+Ipp8u* ippImage8u::getPixel(int x, int y) const { return data + static_cast<std::ptrdiff_t>(y) * step + x; }
 
 ippImage8u& ippImage8u::copyFrom(const ippImage8u& other) {
     return detail::copyKeepingSize(*this, other, ippiCopy_8u_C1R);
