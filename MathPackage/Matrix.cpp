@@ -26,6 +26,23 @@ double* newBuffer(std::uint64_t n) {
 // caller instead of reading through a null buffer.
 const double kNoElement = std::numeric_limits<double>::quiet_NaN();
 
+void copyValues(double* to, const double* from, std::uint64_t n) {
+    for (std::uint64_t i = 0; i < n; ++i) to[i] = from[i];
+}
+
+// Smallest (or largest) of at(0) .. at(count - 1). Only a strictly smaller (larger) value replaces the one
+// held, so a leading NaN stays and later NaNs are passed over.
+template <typename At>
+double extremum(std::uint32_t count, bool largest, At at) {
+    if (count == 0) return kNoElement;
+    double result = at(0);
+    for (std::uint32_t i = 1; i < count; ++i) {
+        const double v = at(i);
+        if (largest ? v > result : result > v) result = v;
+    }
+    return result;
+}
+
 }  // namespace
 
 Matrix::Matrix() : columns(0), rows(0), ownsData(false), data(nullptr) {}
@@ -53,16 +70,14 @@ Matrix::Matrix(const std::vector<PointXYZW>& points, std::uint32_t columns_)
 
 Matrix::Matrix(const Matrix& other) : columns(0), rows(0), ownsData(false), data(nullptr) {
     allocate(other.rows, other.columns);
-    const std::uint64_t n = std::uint64_t(rows) * columns;
-    for (std::uint64_t i = 0; i < n; ++i) data[i] = other.data[i];
+    copyValues(data, other.data, std::uint64_t(rows) * columns);
 }
 
 Matrix& Matrix::operator=(const Matrix& other) {
     // Allocation frees the old buffer, which on self-assignment is the source.
     if (this == &other) return *this;
     allocate(other.rows, other.columns);
-    const std::uint64_t n = std::uint64_t(rows) * columns;
-    for (std::uint64_t i = 0; i < n; ++i) data[i] = other.data[i];
+    copyValues(data, other.data, std::uint64_t(rows) * columns);
     return *this;
 }
 
@@ -133,8 +148,7 @@ Matrix Matrix::operator+(const Matrix& other) const {
     if (other.rows != rows || other.columns != columns)
         VELIN_INVALID_ARGUMENT("Matrix::operator+(): matrix sizes do not match.");
     Matrix result(*this);
-    const std::uint64_t n = std::uint64_t(rows) * columns;
-    for (std::uint64_t i = 0; i < n; ++i) result.data[i] += other.data[i];
+    result += other;
     return result;
 }
 
@@ -142,8 +156,7 @@ Matrix Matrix::operator-(const Matrix& other) const {
     if (other.rows != rows || other.columns != columns)
         VELIN_INVALID_ARGUMENT("Matrix::operator-(): matrix sizes do not match.");
     Matrix result(*this);
-    const std::uint64_t n = std::uint64_t(rows) * columns;
-    for (std::uint64_t i = 0; i < n; ++i) result.data[i] -= other.data[i];
+    result -= other;
     return result;
 }
 
@@ -209,44 +222,24 @@ void Matrix::copyColumn(const Matrix& source, std::uint32_t sourceColumn, std::u
 
 double Matrix::getMinInColumn(std::uint32_t column) const {
     if (column >= columns) VELIN_INVALID_ARGUMENT("Matrix::getMinInColumn(): invalid column.");
-    if (rows == 0) return kNoElement;
-    double result = (*this)(0, column);
-    for (std::uint32_t r = 1; r < rows; ++r) {
-        if (result > (*this)(r, column)) result = (*this)(r, column);
-    }
-    return result;
+    return extremum(rows, false, [&](std::uint32_t r) { return (*this)(r, column); });
 }
 
 double Matrix::getMaxInColumn(std::uint32_t column) const {
     if (column >= columns) VELIN_INVALID_ARGUMENT("Matrix::getMinInColumn(): invalid column.");
-    if (rows == 0) return kNoElement;
-    double result = (*this)(0, column);
-    for (std::uint32_t r = 1; r < rows; ++r) {
-        if ((*this)(r, column) > result) result = (*this)(r, column);
-    }
-    return result;
+    return extremum(rows, true, [&](std::uint32_t r) { return (*this)(r, column); });
 }
 
 // The row variants deliberately share the column variant's message text ("...getMinInColumn(): invalid
 // rows."); hosts match on it.
 double Matrix::getMinInRow(std::uint32_t row) const {
     if (row >= rows) VELIN_INVALID_ARGUMENT("Matrix::getMinInColumn(): invalid rows.");
-    if (columns == 0) return kNoElement;
-    double result = (*this)(row, 0);
-    for (std::uint32_t c = 1; c < columns; ++c) {
-        if (result > (*this)(row, c)) result = (*this)(row, c);
-    }
-    return result;
+    return extremum(columns, false, [&](std::uint32_t c) { return (*this)(row, c); });
 }
 
 double Matrix::getMaxInRow(std::uint32_t row) const {
     if (row >= rows) VELIN_INVALID_ARGUMENT("Matrix::getMinInColumn(): invalid rows.");
-    if (columns == 0) return kNoElement;
-    double result = (*this)(row, 0);
-    for (std::uint32_t c = 1; c < columns; ++c) {
-        if ((*this)(row, c) > result) result = (*this)(row, c);
-    }
-    return result;
+    return extremum(columns, true, [&](std::uint32_t c) { return (*this)(row, c); });
 }
 
 void Matrix::sortByColumn(std::uint32_t column) {
