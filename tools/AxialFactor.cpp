@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 
 namespace velin {
 namespace cli {
@@ -20,11 +22,15 @@ constexpr int kCoarseDepthLimit = 640;
 
 AxialChoice chooseAxialFactor(int requested, double depthSpacingUm, int depth) {
     if (requested != kAxialFactorAuto) return {requested, "command line"};
+    // An automatic choice must not make a volume fail that factor 1 accepts: the resampled depth has to fit
+    // the 16-bit depth planes.
+    const int fitting = std::max(1, std::numeric_limits<std::int16_t>::max() / std::max(depth, 1));
     if (depthSpacingUm > 0.0 && std::isfinite(depthSpacingUm)) {
         const double ratio = std::min(depthSpacingUm / kEngineSpacingUm, static_cast<double>(kMaxAutoFactor));
-        return {std::clamp(static_cast<int>(std::lround(ratio)), 1, kMaxAutoFactor), "depth spacing"};
+        const int factor = std::clamp(static_cast<int>(std::lround(ratio)), 1, kMaxAutoFactor);
+        return {std::min(factor, fitting), "depth spacing"};
     }
-    return {depth <= kCoarseDepthLimit ? 2 : 1, "depth"};
+    return {std::min(depth <= kCoarseDepthLimit ? 2 : 1, fitting), "depth"};
 }
 
 int parseAxialFactor(const std::string& text) {

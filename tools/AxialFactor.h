@@ -6,7 +6,8 @@
 // The engine's depth rules are fixed sample counts tuned to about 1.95 um per sample (1024 samples over
 // 2 mm, as on common macular cubes). The automatic choice brings a volume near that scale:
 // round(depth spacing / 1.95 um), clamped to 1..4, when the depth spacing is known; otherwise 2 for a depth
-// of at most 640 samples (the 496- and 512-sample scanners, whose spacing is near 4 um) and 1 above.
+// of at most 640 samples (the 496- and 512-sample scanners, whose spacing is near 4 um) and 1 above; in
+// either case no more than keeps factor x depth within the 32767 samples a 16-bit depth plane can address.
 
 #include <string>
 

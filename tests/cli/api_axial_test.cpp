@@ -119,7 +119,8 @@ TEST(CliAxialFactor, AutoFollowsTheDepthSpacingElseTheDepth) {
     for (const auto& [asked, spacingUm, depth, factor, source] :
          {Case{automatic, 3.87, 496, 2, "depth spacing"}, Case{automatic, 2000.0 / 1024, 1024, 1, "depth spacing"},
           Case{automatic, 2.9, 512, 1, "depth spacing"}, Case{automatic, 12.0, 128, 4, "depth spacing"},
-          Case{automatic, 0.4, 4096, 1, "depth spacing"}, Case{automatic, 0.0, 640, 2, "depth"},
+          Case{automatic, 0.4, 4096, 1, "depth spacing"},
+          Case{automatic, 7.8, 10000, 3, "depth spacing"}, Case{automatic, 0.0, 640, 2, "depth"},
           Case{automatic, 0.0, 641, 1, "depth"}, Case{3, 3.87, 496, 3, "command line"}}) {
         const velin::cli::AxialChoice choice = velin::cli::chooseAxialFactor(asked, spacingUm, depth);
         EXPECT_EQ(choice.factor, factor) << spacingUm << " um, depth " << depth;
