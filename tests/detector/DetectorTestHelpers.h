@@ -4,14 +4,25 @@
 
 #include <Velin/VelinDetectorIpp.h>
 
+#include "support/SyntheticVolume.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace velin_test {
 
 using namespace Orvan::Velin;
 using Ints = std::vector<int>;
+using Floats = std::vector<float>;
 
 /// Allocates `image` at width x height and sets pixel (x, y) to `value`, or to value(x, y) when it is callable.
 template <class Image, class Value>
@@ -43,10 +54,13 @@ inline Trace traceOf(const Ints& depths, int firstAScan = 0, int step = 1) {
     return t;
 }
 
-inline Ints depthsOf(const Trace& t) {
+template <class List>
+Ints depthsOf(const List& list) {
     Ints out;
-    for (const BoundaryPoint& p : t) out.push_back(p.depth);
+    for (const auto& p : list) out.push_back(p.depth);
     return out;
 }
 
 }  // namespace velin_test
+
+using namespace velin_test;

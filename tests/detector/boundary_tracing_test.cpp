@@ -1,12 +1,6 @@
 #include "DetectorTestHelpers.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
 #include <random>
-
-using namespace velin_test;
 
 namespace {
 

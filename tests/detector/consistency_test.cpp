@@ -1,12 +1,7 @@
 #include <Velin/Consistency/BorderedGrid.h>
-#include <Velin/VelinDetectorIpp.h>
 
-#include <gtest/gtest.h>
+#include "DetectorTestHelpers.h"
 
-#include <functional>
-#include <vector>
-
-using namespace Orvan::Velin;
 using Orvan::MathPackage::Matrix;
 using Orvan::MathPackage::VectorN;
 

@@ -1,17 +1,11 @@
 #include "DetectorTestHelpers.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
-using namespace velin_test;
-
 namespace {
 
 using Region = std::function<bool(int x, int y)>;
 
-std::vector<int> pixels(const ippImage8u& image) {
-    std::vector<int> out;
+Ints pixels(const ippImage8u& image) {
+    Ints out;
     for (int y = 0; y < image.getHeight(); ++y)
         for (int x = 0; x < image.getWidth(); ++x) out.push_back(image.getRow(y)[x]);
     return out;
@@ -44,34 +38,20 @@ Region block(int x0, int x1, int y0, int y1) {
     return [=](int x, int y) { return x >= x0 && x <= x1 && y >= y0 && y <= y1; };
 }
 
-// 10 A-scans of 120 samples, where a component needs 100 pixels.
-bool clean(const Region& region, int first = 0, int last = 119, std::unique_ptr<VelinDetectorIpp>* out = nullptr) {
-    auto d = maskCase(120, 10, region, first, last);
-    const bool kept = d->cleanMask(d->maskImage);
-    if (out) *out = std::move(d);
-    return kept;
+// Tissue from depth edge(y) down in A-scan y (none where edge(y) < 0).
+Region below(const std::function<int(int)>& edge) {
+    return [=](int x, int y) { return edge(y) >= 0 && x >= edge(y); };
 }
-
-// 150 A-scans (unless given) of 100 samples with tissue from depth edge(y) down (none where edge(y) < 0).
-struct Layer {
-    std::unique_ptr<VelinDetectorIpp> d;
-    Trace points;
-    Layer(const std::function<int(int)>& edge, int fewScans = 0, int first = 0, int height = 150)
-        : d(maskCase(
-              100, height, [&](int x, int y) { return edge(y) >= 0 && x >= edge(y); }, first, 99, fewScans)) {}
-    bool check(bool strict = true) {
-        points.clear();
-        return d->checkMaskLayer(points, strict);
-    }
-};
-
+Region flat(int depth) {
+    return [=](int x, int) { return x >= depth; };
+}
 // Edge depth `depths[i]` on the rows below `ends[i]`.
-std::function<int(int)> steps(const Ints& ends, const Ints& depths) {
-    return [=](int y) {
+Region steps(const Ints& ends, const Ints& depths) {
+    return below([=](int y) {
         std::size_t i = 0;
         while (i < ends.size() && y >= ends[i]) ++i;
         return depths[i];
-    };
+    });
 }
 
 }  // namespace
@@ -79,93 +59,77 @@ std::function<int(int)> steps(const Ints& ends, const Ints& depths) {
 // The path shows in the mask: the histogram selectors keep pixels equal to the threshold (20) at their value,
 // the blended path thresholds to 0 and 1 only.
 TEST(FilterStage, ChoosesItsPathByTheShareOfBrightTissue) {
-    auto wide = filterCase(40, 0);  // 20 % bright: Otsu
-    EXPECT_TRUE(wide->runFilterStage());
-    EXPECT_EQ(wide->maskImage.getRow(5)[50], 20);
-    EXPECT_EQ(wide->maskImage.getRow(5)[100], 1);
-    EXPECT_EQ(Ints({wide->dataFirstDepth, wide->dataLastDepth}), Ints({0, 199}));
-    EXPECT_EQ(wide->filterStageMark, 0);
-
-    auto blended = filterCase(15, 0);  // 7.5 %: blend, accepted by the layer check
-    EXPECT_TRUE(blended->runFilterStage());
-    EXPECT_EQ(blended->maskImage.getRow(5)[50], 0);
-    EXPECT_EQ(blended->maskImage.getRow(5)[95], 1);
-    EXPECT_EQ(blended->filterStageMark, 0);
-
-    auto sparse = filterCase(8, 1);  // 4 % in a few-scans volume: minimum error, and the mark
-    EXPECT_TRUE(sparse->runFilterStage());
-    EXPECT_EQ(sparse->filterStageMark, 1);
-    EXPECT_EQ(sparse->maskImage.getRow(5)[50], 20);
-
-    // The same band in a normal volume goes the blended way; every attempt leaves too small a region.
-    auto sparseBlended = filterCase(8, 0);
-    EXPECT_FALSE(sparseBlended->runFilterStage());
-    EXPECT_EQ(sparseBlended->filterStageMark, 1);
-
+    // clang-format off
+    const struct { int band, fewScans; bool accepted; int mark; std::vector<std::pair<int, int>> mask; } cases[] = {
+        {40, 0, true, 0, {{50, 20}, {100, 1}}},  // 20 % bright: Otsu
+        {15, 0, true, 0, {{50, 0}, {95, 1}}},    // 7.5 %: blend, accepted by the layer check
+        {8, 1, true, 1, {{50, 20}}},             // 4 % in a few-scans volume: minimum error, and the mark
+        {8, 0, false, 1, {}}};                   // in a normal volume: blended, every attempt too small a region
+    // clang-format on
+    for (const auto& c : cases) {
+        auto d = filterCase(c.band, c.fewScans);
+        EXPECT_EQ(d->runFilterStage(), c.accepted) << c.band;
+        EXPECT_EQ(Ints({d->filterStageMark, d->dataFirstDepth, d->dataLastDepth}), Ints({c.mark, 0, 199})) << c.band;
+        for (const auto& p : c.mask) EXPECT_EQ(d->maskImage.getRow(5)[p.first], p.second) << c.band << ": " << p.first;
+    }
     // Fewer bright pixels than A-scans: given up before anything is written.
     auto dark = filterCase(0, 0);
     for (int y = 0; y < 19; ++y) dark->smoothImage.getRow(y)[3] = 80;
     dark->maskImage.getRow(4)[4] = 9;
     EXPECT_FALSE(dark->runFilterStage());
-    EXPECT_EQ(dark->dataFirstDepth, -7);
-    EXPECT_EQ(dark->maskImage.getRow(4)[4], 9);
+    EXPECT_EQ(Ints({dark->dataFirstDepth, dark->maskImage.getRow(4)[4]}), Ints({-7, 9}));
     dark->smoothImage.getRow(19)[3] = 80;
     dark->runFilterStage();
     EXPECT_EQ(dark->dataFirstDepth, 0);
 }
 
-// Three quarters of the pixels at 50, one quarter at 200: every split between the levels separates the same
-// classes, and both criteria keep the first, so the threshold is the dark level itself.
-TEST(ThresholdSelection, TwoLevelHistogramGivesTheDarkLevelAndKeepsItInTheMask) {
+TEST(ThresholdSelection, MinimumErrorAndOtsuOnHandMadeHistograms) {
     VelinDetectorIpp detector;
     ippImage8u source, mask;
+    auto both = [&](int first, int last, bool write) {
+        return Ints({detector.selectThresholdA(source, mask, first, last, write),
+                     detector.selectThresholdB(source, mask, first, last, write)});
+    };
+    // Three quarters of the pixels at 50, one quarter at 200: every split between the levels separates the same
+    // classes, and both criteria keep the first, so the threshold is the dark level itself.
     fillImage(source, 8, 4, [](int x, int) { return x < 6 ? 50 : 200; });
     fillImage(mask, 8, 4, 7);
-    EXPECT_EQ(detector.selectThresholdA(source, mask, 0, 7, false), 50);
-    EXPECT_EQ(pixels(mask), std::vector<int>(32, 7));
+    EXPECT_EQ(both(0, 7, false), Ints({50, 50}));
+    EXPECT_EQ(pixels(mask), Ints(32, 7));
     // Pixels equal to the threshold keep their grey value in a selector's mask, but become 0 in applyThreshold.
-    EXPECT_EQ(detector.selectThresholdB(source, mask, 0, 7, true), 50);
-    EXPECT_EQ(mask.getRow(2)[0] * 10 + mask.getRow(2)[7], 501);
+    detector.selectThresholdB(source, mask, 0, 7, true);
+    EXPECT_EQ(Ints({mask.getRow(2)[0], mask.getRow(2)[7]}), Ints({50, 1}));
     detector.applyThreshold(source, mask, 50);
-    EXPECT_EQ(mask.getRow(2)[0] * 10 + mask.getRow(2)[7], 1);
+    EXPECT_EQ(Ints({mask.getRow(2)[0], mask.getRow(2)[7]}), Ints({0, 1}));
 
     // Grey levels 91 (2 pixels), 207 (8) and 248 (6). With the class-2 log term the minimum-error criterion
     // would choose 91, as Otsu does; without it, the split above 207 has the smaller criterion.
     fillImage(source, 8, 2, [](int x, int y) { return y * 8 + x < 2 ? 91 : y * 8 + x < 10 ? 207 : 248; });
-    EXPECT_EQ(detector.selectThresholdA(source, mask, 0, 7, false), 207);
-    EXPECT_EQ(detector.selectThresholdB(source, mask, 0, 7, false), 91);
-}
+    EXPECT_EQ(both(0, 7, false), Ints({207, 91}));
 
-TEST(ThresholdSelection, OnlyTheGivenColumnsCountAndABadRangeGivesZeroWithoutWriting) {
-    VelinDetectorIpp detector;
-    ippImage8u source, mask;
-    // Columns 0..3 hold a 40/120 split; columns 4..7 are bright and must not shift it.
+    // Columns 0..3 hold a 40/120 split; columns 4..7 are bright and must not shift it. A bad column range
+    // gives 0 without writing.
     fillImage(source, 8, 4, [](int x, int y) { return x >= 4 ? 250 : (y < 2 ? 40 : 120); });
     fillImage(mask, 8, 4, 9);
-    EXPECT_EQ(detector.selectThresholdB(source, mask, 0, 3, false), 40);
-    EXPECT_EQ(detector.selectThresholdA(source, mask, 0, 3, false), 40);
-    EXPECT_EQ(detector.selectThresholdB(source, mask, 5, 3, true), 0);
-    EXPECT_EQ(detector.selectThresholdA(source, mask, 0, 8, true), 0);
-    EXPECT_EQ(detector.selectThresholdB(source, mask, -1, 3, true), 0);
-    EXPECT_EQ(pixels(mask), std::vector<int>(32, 9));
-
+    EXPECT_EQ(both(0, 3, false), Ints({40, 40}));
+    for (const auto& r : {std::pair<int, int>{5, 3}, {0, 8}, {-1, 3}})
+        EXPECT_EQ(both(r.first, r.second, true), Ints({0, 0}));
+    EXPECT_EQ(pixels(mask), Ints(32, 9));
     // A flat image has no split at all: T = 0, and the mask still gets written.
     fillImage(source, 8, 4, 77);
-    EXPECT_EQ(detector.selectThresholdB(source, mask, 0, 7, true), 0);
-    EXPECT_EQ(detector.selectThresholdA(source, mask, 0, 7, false), 0);
-    EXPECT_EQ(pixels(mask), std::vector<int>(32, 1));
+    EXPECT_EQ(both(0, 7, true), Ints({0, 0}));
+    EXPECT_EQ(pixels(mask), Ints(32, 1));
 }
 
 TEST(DataDepthRange, FirstNonEmptyAScanAloneDecides) {
     VelinDetectorIpp detector;
     ippImage8u image;
-    const struct {
-        Region data;
-        bool found;
-        int first, last;
-    } cases[] = {{[](int, int) { return false; }, false, 0, 9},
-                 {[](int x, int y) { return (y == 1 && x >= 2 && x <= 6) || (y == 2 && x <= 8); }, true, 2, 6},
-                 {[](int x, int y) { return y == 3 && x == 4; }, false, 4, 4}};
+    // clang-format off
+    const struct { Region data; bool found; int first, last; } cases[] = {
+        {[](int, int) { return false; }, false, 0, 9},
+        {[](int x, int y) { return (y == 1 && x >= 2 && x <= 6) || (y == 2 && x <= 8); }, true, 2, 6},
+        {[](int x, int y) { return y == 3 && x == 4; }, false, 4, 4}};
+    // clang-format on
     for (const auto& c : cases) {
         int first = -5, last = -5;
         fillImage(image, 10, 4, [&](int x, int y) { return c.data(x, y) ? 5 : 0; });
@@ -174,94 +138,74 @@ TEST(DataDepthRange, FirstNonEmptyAScanAloneDecides) {
     }
 }
 
-// Columns 31..50 of rows 1..5 make 100 pixels of mean depth 40, just enough.
-TEST(CleanMask, KeepsOnlyComponentsOfTenPixelsPerScanFortyOrMoreFromBothDataEnds) {
-    std::unique_ptr<VelinDetectorIpp> d;
-    EXPECT_TRUE(clean(block(31, 50, 1, 5), 0, 80, &d));
-    EXPECT_EQ(d->maskImage.getRow(5)[50], 1);
-    EXPECT_FALSE(clean([](int x, int y) { return block(31, 50, 1, 5)(x, y) && !(x == 50 && y == 5); }, 0, 80, &d));
-    EXPECT_EQ(d->maskImage.getRow(1)[31], 0);
-    EXPECT_FALSE(clean(block(31, 50, 1, 5), 0, 79));
-    // Mean depth 49 lies 39 from the first data sample at 10 (the range start counts, not column 0).
-    EXPECT_FALSE(clean(block(40, 59, 1, 5), 10, 119, &d));
-    EXPECT_EQ(d->maskImage.getRow(3)[45], 0);
-}
-
-TEST(CleanMask, JudgesEachFourConnectedComponentAndLeavesTheFrame) {
-    std::unique_ptr<VelinDetectorIpp> d;
-    EXPECT_TRUE(clean(
-        [](int x, int y) {
-            return block(51, 70, 2, 8)(x, y)     // 140 pixels, mean depth 60: kept
-                   || (x == 50 && y == 5)        // joined to it through a side
-                   || (x == 71 && y == 1)        // touching it only at a corner: a component of its own
-                   || block(72, 80, 2, 4)(x, y)  // separate and too small
-                   || y == 0 || x == 0;          // the frame lies outside the search
-        },
-        0, 119, &d));
-    auto at = [&](int x, int y) { return d->maskImage.getRow(y)[x]; };
-    EXPECT_EQ(at(60, 4) + at(50, 5), 2);
-    EXPECT_EQ(at(71, 1) + at(75, 3), 0);
-    EXPECT_EQ(at(60, 0) + at(0, 5), 2);
-    // Fewer mask pixels than A-scans: given up before any search.
-    EXPECT_FALSE(clean(block(50, 58, 3, 3), 0, 119, &d));
-    EXPECT_EQ(at(50, 3), 1);
-}
-
-TEST(MaskLayerCheck, NeedsFifteenEdgePointsBelowTwoHundredScansAndThirtyFromThere) {
-    for (int height : {150, 200}) {
-        const int needed = height < 200 ? 15 : 30;
-        Layer few([&](int y) { return y < needed ? 30 : -1; }, 0, 0, height);  // rows 1 .. needed - 1
-        EXPECT_FALSE(few.check());
-        EXPECT_EQ(few.d->minPointCount, needed);
-        Layer enough([&](int y) { return y <= needed ? 30 : -1; }, 0, 0, height);
-        EXPECT_TRUE(enough.check());
-        ASSERT_EQ(enough.points.size(), static_cast<std::size_t>(needed));
-        EXPECT_EQ(Ints({enough.points[0].depth, enough.points[0].aScan}), Ints({30, 1}));
+// Masks of 10 A-scans by 120 samples, in which a component needs 100 pixels, with the data range first..last.
+TEST(CleanMask, KeepsFourConnectedComponentsOfTenPixelsPerScanFortyFromBothDataEndsAndLeavesTheFrame) {
+    const Region minimal = block(31, 50, 1, 5);  // 100 pixels of mean depth 40, just enough
+    // clang-format off
+    const struct { Region mask; int first, last; bool kept; std::vector<std::array<int, 3>> pixels; } cases[] = {
+        {minimal, 0, 80, true, {{50, 5, 1}}},
+        {[=](int x, int y) { return minimal(x, y) && !(x == 50 && y == 5); }, 0, 80, false, {{31, 1, 0}}},
+        {minimal, 0, 79, false, {}},
+        // Mean depth 49 lies 39 from the first data sample at 10 (the range start counts, not column 0).
+        {block(40, 59, 1, 5), 10, 119, false, {{45, 3, 0}}},
+        // A block of 140 pixels at mean depth 60 with a pixel joined through a side, one touching it only at a
+        // corner (a component of its own), a separate small block, and the frame, which lies outside the search.
+        {[](int x, int y) { return block(51, 70, 2, 8)(x, y) || (x == 50 && y == 5) || (x == 71 && y == 1) ||
+                                   block(72, 80, 2, 4)(x, y) || y == 0 || x == 0; },
+         0, 119, true, {{60, 4, 1}, {50, 5, 1}, {71, 1, 0}, {75, 3, 0}, {60, 0, 1}, {0, 5, 1}}},
+        // Fewer mask pixels than A-scans: given up before any search.
+        {block(50, 58, 3, 3), 0, 119, false, {{50, 3, 1}}}};
+    // clang-format on
+    for (const auto& c : cases) {
+        auto d = maskCase(120, 10, c.mask, c.first, c.last);
+        EXPECT_EQ(d->cleanMask(d->maskImage), c.kept) << c.first << ".." << c.last;
+        for (const auto& p : c.pixels) EXPECT_EQ(d->maskImage.getRow(p[1])[p[0]], p[2]) << p[0] << "," << p[1];
     }
 }
 
-TEST(MaskLayerCheck, MeanEdgeDepthMustLieMoreThanNineteenFromTheDataEnds) {
-    EXPECT_FALSE(Layer([](int) { return 19; }).check());
-    Layer at20([](int) { return 20; });
-    EXPECT_TRUE(at20.check());
-    at20.d->dataLastDepth = 39;
-    EXPECT_FALSE(at20.check());
-    // 74 rows at 20 and 74 at 21 average 20.5, truncated to 20: 19 from the first data sample.
-    EXPECT_FALSE(Layer([](int y) { return 20 + y % 2; }, 0, 1).check());
-}
-
-TEST(MaskLayerCheck, EdgesBelowTissueOrAtTheTopAreNotPoints) {
-    // Tissue at columns 0..lastAbove over an edge at 23: 20 pixels in columns 2..21 exclude the point.
-    for (int lastAbove : {20, 21}) {
-        Layer c([](int) { return 23; });
-        for (int y = 1; y < 149; ++y)
-            for (int x = 0; x <= lastAbove; ++x) c.d->maskImage.getRow(y)[x] = 1;
-        c.check();
-        EXPECT_EQ(c.points.size(), lastAbove == 20 ? 148u : 0u);
+// Masks of 100 depth samples by `height` A-scans, with the data range first..last.
+TEST(MaskLayerCheck, VerdictsOnPointCountDistanceFromTheDataEndsTissueAboveAndJumps) {
+    const Region threeJumps = steps({50, 90, 130}, {30, 80, 30, 80});
+    auto tissueAbove = [](int last) -> Region {
+        return [=](int x, int y) { return x >= 23 || (y > 0 && y < 149 && x <= last); };
+    };
+    // The number of points is checked where it is not -1.
+    // clang-format off
+    const struct { const char* what; Region tissue; int height, first, last, fewScans; bool strict, verdict;
+                   int points; } cases[] = {
+        {"14 points of 15", steps({15}, {30, -1}), 150, 0, 99, 0, true, false, -1},
+        {"15 points", steps({16}, {30, -1}), 150, 0, 99, 0, true, true, 15},
+        {"29 points of 30 from 200 A-scans on", steps({30}, {30, -1}), 200, 0, 99, 0, true, false, -1},
+        {"30 points", steps({31}, {30, -1}), 200, 0, 99, 0, true, true, 30},
+        {"mean edge 19 from the first sample", flat(19), 150, 0, 99, 0, true, false, -1},
+        {"mean edge 20 from the first sample", flat(20), 150, 0, 99, 0, true, true, -1},
+        {"mean edge 19 from the last sample", flat(20), 150, 0, 39, 0, true, false, -1},
+        // 74 rows at 20 and 74 at 21 average 20.5, truncated to 20: 19 from the first data sample.
+        {"truncated mean", below([](int y) { return 20 + y % 2; }), 150, 1, 99, 0, true, false, -1},
+        // Tissue at columns 0..lastAbove over an edge at 23: 20 pixels in columns 2..21 exclude the point.
+        {"19 pixels above", tissueAbove(20), 150, 0, 99, 0, true, true, 148},
+        {"20 pixels above", tissueAbove(21), 150, 0, 99, 0, true, false, 0},
+        // Edges at the first data sample are no points, but rows at the top (39 x 4 > 109; 19 x 4 <= 129).
+        {"39 rows at the top", steps({40}, {1, 50}), 150, 1, 99, 0, true, false, 109},
+        {"19 rows at the top", steps({20}, {1, 50}), 150, 1, 99, 0, true, true, -1},
+        // Edge depth steps of 50 between row blocks; a few-scans volume allows two jumps when strict.
+        {"two jumps", steps({50, 90}, {30, 80, 30}), 150, 0, 99, 1, true, true, -1},
+        {"three jumps", threeJumps, 150, 0, 99, 1, true, false, -1},
+        {"three jumps, not strict", threeJumps, 150, 0, 99, 1, false, true, -1},
+        {"three jumps, normal volume", threeJumps, 150, 0, 99, 0, true, true, -1},
+        // Steps of more than 40 A-scans between consecutive points are jumps too.
+        {"three gaps", steps({6, 47, 53, 94, 100, 141}, {30, -1, 30, -1, 30, -1, 30}), 150, 0, 99, 1, true, false, 25},
+        {"no tissue", flat(100), 150, 0, 99, 0, true, false, 0}};
+    // clang-format on
+    for (const auto& c : cases) {
+        auto d = maskCase(100, c.height, c.tissue, c.first, c.last, c.fewScans);
+        Trace points;
+        EXPECT_EQ(d->checkMaskLayer(points, c.strict), c.verdict) << c.what;
+        if (c.points >= 0) EXPECT_EQ(points.size(), static_cast<std::size_t>(c.points)) << c.what;
+        if (c.points == 15) EXPECT_TRUE(d->minPointCount == 15 && points[0].depth == 30 && points[0].aScan == 1);
     }
-    // Edges at column 1 lie at the first data sample: not points, but rows at the top (39 x 4 > 109; 19 x 4 <= 129).
-    Layer top(steps({40}, {1, 50}), 0, 1);
-    EXPECT_FALSE(top.check());
-    EXPECT_EQ(top.points.size(), 109u);
-    EXPECT_TRUE(Layer(steps({20}, {1, 50}), 0, 1).check());
-}
-
-TEST(MaskLayerCheck, FewScansStrictModeRejectsMoreThanTwoJumps) {
-    // Edge depth steps of 50 between row blocks: 30 -> 80 -> 30 is two jumps, a further -> 80 the third.
-    EXPECT_TRUE(Layer(steps({50, 90}, {30, 80, 30}), 1).check());
-    Layer three(steps({50, 90, 130}, {30, 80, 30, 80}), 1);
-    EXPECT_FALSE(three.check());
-    EXPECT_TRUE(three.check(false));
-    three.d->fewScansMode = 0;
-    EXPECT_TRUE(three.check());
-
-    // Steps of more than 40 A-scans between consecutive points are jumps too.
-    Layer gaps(steps({6, 47, 53, 94, 100, 141}, {30, -1, 30, -1, 30, -1, 30}), 1);
-    EXPECT_FALSE(gaps.check());
-    EXPECT_EQ(gaps.points.size(), 25u);
-
-    Layer empty([](int) { return -1; });
-    EXPECT_FALSE(empty.check());
-    empty.d->fewScansMode = 1;
-    EXPECT_DEATH(empty.check(), "out of range");
+    // In a few-scans volume an empty layer reads past the end of its point list: a fatal fault, never a silent read.
+    auto empty = maskCase(100, 150, flat(100), 0, 99, 1);
+    Trace points;
+    EXPECT_DEATH(empty->checkMaskLayer(points, true), "out of range");
 }

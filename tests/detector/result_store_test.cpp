@@ -1,32 +1,27 @@
 #include <Velin/Entry/FillShortGaps.h>
 #include <Velin/Entry/ResultPlanes.h>
-#include <Velin/VelinDetectorIpp.h>
 
-#include "support/SyntheticVolume.h"
+#include "DetectorTestHelpers.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <vector>
-
-using namespace Orvan::Velin;
 using Orvan::MathPackage::Matrix;
 
 namespace {
 
 using V = std::vector<std::int16_t>;
-using Rows = std::vector<std::vector<double>>;
+using Row = std::vector<double>;
+using Rows = std::vector<Row>;
 
 V bridged(V values, int maxGap) {
     fillShortGaps(values.data(), static_cast<int>(values.size()), maxGap);
     return values;
 }
 
-// One list entry with the given rows; boundary rows are (A-scan, depth, B-scan), value rows add the value.
+// One list entry with the given rows; boundary rows are (A-scan, depth, B-scan), value rows add the value,
+// 0.5 where a row leaves it out.
 Matrix rows(std::uint32_t columns, const Rows& values) {
     Matrix m(static_cast<std::uint32_t>(values.size()), columns);
     for (std::uint32_t r = 0; r < values.size(); ++r)
-        for (std::uint32_t c = 0; c < columns; ++c) m(r, c) = values[r][c];
+        for (std::uint32_t c = 0; c < columns; ++c) m(r, c) = c < values[r].size() ? values[r][c] : 0.5;
     return m;
 }
 
@@ -48,30 +43,24 @@ void fillTwoSegments(VelinDetectorIpp& detector) {
 }  // namespace
 
 TEST(FillShortGaps, InterpolatesWithIntegerTruncationOnlyBelowTheLimitBetweenValidEnds) {
-    const struct {
-        V in;
-        int maxGap;
-        V out;
-    } cases[] = {{{10, -1, -1, 20}, 4, {10, 13, 16, 20}},
-                 {{10, -1, -1, 20}, 3, {10, -1, -1, 20}},
-                 {{20, -1, -1, 10}, 4, {20, 16, 13, 10}},
-                 {{0, -1, 3, -1, -1, -1, 9}, 5, {0, 1, 3, 4, 6, 7, 9}},
-                 {{-1, -1, 5, 6, -1, -1}, 100, {-1, -1, 5, 6, -1, -1}},  // open ends stay
-                 {{-1}, 100, {-1}},
-                 {{10, -1, -5, 20}, 100, {10, -1, -5, 20}},  // -5 is neither a gap cell nor an end point
-                 {{-5, -1, 20}, 100, {-5, -1, 20}},
-                 {{10, -1, -5}, 100, {10, -1, -5}},
-                 // A zero scale converts like the hardware does (INT32_MIN) and then bridges nothing.
-                 {{10, -1, 20}, gapLimit(0.0f), {10, -1, 20}}};
+    // clang-format off
+    const struct { V in; int maxGap; V out; } cases[] = {
+        {{10, -1, -1, 20}, 4, {10, 13, 16, 20}},
+        {{10, -1, -1, 20}, 3, {10, -1, -1, 20}},
+        {{20, -1, -1, 10}, 4, {20, 16, 13, 10}},
+        {{0, -1, 3, -1, -1, -1, 9}, 5, {0, 1, 3, 4, 6, 7, 9}},
+        {{-1, -1, 5, 6, -1, -1}, 100, {-1, -1, 5, 6, -1, -1}},  // open ends stay
+        {{-1}, 100, {-1}},
+        {{10, -1, -5, 20}, 100, {10, -1, -5, 20}},  // -5 is neither a gap cell nor an end point
+        {{-5, -1, 20}, 100, {-5, -1, 20}},
+        {{10, -1, -5}, 100, {10, -1, -5}},
+        // A zero scale converts like the hardware does (INT32_MIN) and then bridges nothing.
+        {{10, -1, 20}, gapLimit(0.0f), {10, -1, 20}}};
+    // clang-format on
     for (const auto& c : cases) EXPECT_EQ(bridged(c.in, c.maxGap), c.out) << c.in.size() << " " << c.maxGap;
-}
-
-TEST(GapLimit, RoundsHalfUpAndAddsFive) {
-    EXPECT_EQ(gapLimit(100.0f), 6);
-    EXPECT_EQ(gapLimit(40.0f), 8);
-    EXPECT_EQ(gapLimit(1000.0f), 5);
+    // The limit rounds half up and adds five.
+    EXPECT_EQ(Ints({gapLimit(100.0f), gapLimit(40.0f), gapLimit(1000.0f), truncateToInt32(-2.9)}), Ints({6, 8, 5, -2}));
     EXPECT_LT(gapLimit(0.0f), 0);
-    EXPECT_EQ(truncateToInt32(-2.9), -2);
 }
 
 TEST(ResultPlanes, WritesDepthsAndTruncatedValuesAtTheUpperRowsPositions) {
@@ -91,13 +80,8 @@ TEST(ResultPlanes, WritesDepthsAndTruncatedValuesAtTheUpperRowsPositions) {
 TEST(ResultPlanes, BridgesAcrossBScansOnlyBetweenWrittenRows) {
     // A-scan 0 is found in B-scans 0 and 3, A-scan 1 only in B-scan 5.
     MatrixList b1, v1;
-    for (int b = 0; b < 6; ++b) {
-        Rows points;
-        if (b == 0) points.push_back({0, 10, 0});
-        if (b == 3) points.push_back({0, 19, 3});
-        if (b == 5) points.push_back({1, 7, 5});
+    for (const Rows& points : std::vector<Rows>{{{0, 10, 0}}, {}, {}, {{0, 19, 3}}, {}, {{1, 7, 5}}}) {
         b1.push_back(rows(3, points));
-        for (auto& p : points) p.push_back(0.5);
         v1.push_back(rows(4, points));
     }
     for (int maxGap : {3, 4}) {
@@ -117,14 +101,15 @@ TEST(ResultStore, RowsFollowSegmentOrderWithAScanBeforeDepth) {
     fillTwoSegments(detector);
     detector.storeResults(7);
     EXPECT_EQ(contents(detector.boundaryList1[0]), (Rows{{4, 30, 7}, {5, 31, 7}, {6, 32, 7}, {9, 50, 7}, {10, 51, 7}}));
-    EXPECT_EQ(contents(detector.boundaryList2[0])[3], (std::vector<double>{9, 60, 7}));
-    EXPECT_EQ(contents(detector.valueList1[0])[4], (std::vector<double>{10, 51, 7, 0.125}));
-    EXPECT_EQ(contents(detector.valueList2[0])[3], (std::vector<double>{9, 60, 7, 4.0}));
+    EXPECT_EQ(contents(detector.boundaryList2[0])[3], (Row{9, 60, 7}));
+    EXPECT_EQ(contents(detector.valueList1[0])[4], (Row{10, 51, 7, 0.125}));
+    EXPECT_EQ(contents(detector.valueList2[0])[3], (Row{9, 60, 7, 4.0}));
 }
 
-TEST(ResultStore, EveryBScanAddsOneEntryEmptyWhenNothingWasTraced) {
+TEST(ResultStore, EveryBScanAddsOneEntryEmptyWhenNothingWasTracedAndSurplusValuesLeaveZeroRows) {
     VelinDetectorIpp detector;
     fillTwoSegments(detector);
+    detector.upperResponses[1].push_back(9.0f);
     detector.storeResults(0);
     detector.lowerWeights.clear();
     detector.storeResults(1);
@@ -134,20 +119,10 @@ TEST(ResultStore, EveryBScanAddsOneEntryEmptyWhenNothingWasTraced) {
     for (const MatrixList* list :
          {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1, &detector.valueList2}) {
         ASSERT_EQ(list->size(), 3u);
-        EXPECT_EQ((*list)[0].getRowCount(), 5u);
-        EXPECT_EQ((*list)[1].getRowCount() + (*list)[1].getColumnCount(), 0u);
-        EXPECT_EQ((*list)[2].getRowCount() + (*list)[2].getColumnCount(), 0u);
+        EXPECT_EQ((*list)[0].getRowCount(), list == &detector.valueList1 ? 6u : 5u);
+        EXPECT_EQ((*list)[1].getRowCount() + (*list)[1].getColumnCount() + (*list)[2].getColumnCount(), 0u);
     }
-}
-
-TEST(ResultStore, SurplusValuesLeaveZeroRowsAndMissingOnesAreFatal) {
-    VelinDetectorIpp detector;
-    fillTwoSegments(detector);
-    detector.upperResponses[1].push_back(9.0f);
-    detector.storeResults(3);
-    const Rows responses = contents(detector.valueList1[0]);
-    ASSERT_EQ(responses.size(), 6u);
-    EXPECT_EQ(responses[5], std::vector<double>(4, 0.0));
+    EXPECT_EQ(contents(detector.valueList1[0])[5], Row(4, 0.0));
     // The responses are not part of the emptiness test: with none the store reads past the list's end.
     fillTwoSegments(detector);
     detector.upperResponses.clear();

@@ -1,13 +1,5 @@
 #include "DetectorTestHelpers.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <functional>
-#include <utility>
-
-using namespace velin_test;
-
 namespace {
 
 // One trace over all A-scans at depth 10 with the given ranges raised to 18 and the given points weak.

@@ -1,9 +1,5 @@
 #include "DetectorTestHelpers.h"
 
-#include <gtest/gtest.h>
-
-using namespace velin_test;
-
 namespace {
 
 // Extrema of a one-row response; the search runs from depth + 5 to limitDepth + 5 - 1 (at most width - 2).
@@ -50,19 +46,14 @@ using Chains = std::vector<Ints>;
 
 TEST(ResponseExtrema, ValleysAndPeaksArePlacedAtTheMiddleOfTheirFloorOrTop) {
     const Extrema single({9, 9, 9, 9, 9, 8, 6, 3, -4, 2, 5, 7, 8, 9});
-    EXPECT_FALSE(single.found);  // no peak
-    ASSERT_EQ(single.minima.size(), 1u);
-    EXPECT_EQ(single.minima[0].depth, 8);  // an immediate rise: (8 + 9) / 2
+    EXPECT_FALSE(single.found);                   // no peak
+    EXPECT_EQ(depthsOf(single.minima), Ints{8});  // an immediate rise: (8 + 9) / 2
     EXPECT_FLOAT_EQ(single.minima[0].value, -4.0f);
-
     // Floor at 7..10 (first higher sample 11), top at 13..15 (first lower sample 16).
     const Extrema flat({0, 0, 0, 0, 0, 5, 4, 1, 1, 1, 1, 3, 4, 6, 6, 6, 2, 1, 0});
     EXPECT_TRUE(flat.found);
-    ASSERT_EQ(flat.minima.size(), 1u);
-    EXPECT_EQ(flat.minima[0].depth, 9);
-    ASSERT_EQ(flat.maxima.size(), 2u);
-    EXPECT_EQ(flat.maxima[0].depth, 5);
-    EXPECT_EQ(flat.maxima[1].depth, 14);
+    EXPECT_EQ(depthsOf(flat.minima), Ints{9});
+    EXPECT_EQ(depthsOf(flat.maxima), (Ints{5, 14}));
     EXPECT_FLOAT_EQ(flat.maxima[1].value, 6.0f);
 
     // Only closed extrema inside the search range count. From depth 2 with limit 6 the valley at 6 lies
@@ -73,23 +64,20 @@ TEST(ResponseExtrema, ValleysAndPeaksArePlacedAtTheMiddleOfTheirFloorOrTop) {
 }
 
 TEST(SmoothDepths, TheWindowFollowsTheTraceLengthAndTheCentreIsLeftOut) {
-    VelinDetectorIpp d;
-    Trace three = traceOf({10, 50, 21}, 4);
-    d.smoothDepths(three, 7);
+    auto smoothed = [](Trace t) {
+        VelinDetectorIpp().smoothDepths(t, 7);
+        return t;
+    };
+    const Trace three = smoothed(traceOf({10, 50, 21}, 4));
     EXPECT_EQ(depthsOf(three), (Ints{10, 15, 21}));
     EXPECT_EQ(three[2].aScan, 6);
-
     // n = 10 < 2 * 7 gives a window of 4, which the median treats as 3.
-    Trace ten = traceOf({10, 30, 12, 14, 40, 16, 18, 20, 50, 22});
-    d.smoothDepths(ten, 7);
-    EXPECT_EQ(depthsOf(ten), (Ints{10, 11, 13, 14, 16, 17, 18, 19, 21, 22}));
-
+    EXPECT_EQ(depthsOf(smoothed(traceOf({10, 30, 12, 14, 40, 16, 18, 20, 50, 22}))),
+              (Ints{10, 11, 13, 14, 16, 17, 18, 19, 21, 22}));
     // A three-sample spike survives a median of 5 but not the full window of 7.
     Ints spiked(20, 50);
     spiked[9] = spiked[10] = spiked[11] = 80;
-    Trace twenty = traceOf(spiked);
-    d.smoothDepths(twenty, 7);
-    EXPECT_EQ(depthsOf(twenty), Ints(20, 50));
+    EXPECT_EQ(depthsOf(smoothed(traceOf(spiked))), Ints(20, 50));
 }
 
 TEST(SnapToResponseMinimum, MovesToTheShallowestLeastValueAwayFromTheFrame) {
@@ -103,15 +91,15 @@ TEST(SnapToResponseMinimum, MovesToTheShallowestLeastValueAwayFromTheFrame) {
 }
 
 TEST(BridgeBelowMeanWeight, WeakRunsFollowTheLineBetweenTheirAnchors) {
-    VelinDetectorIpp d;
+    auto bridged = [](Trace t, const ValueList& weights) {
+        VelinDetectorIpp().bridgeBelowMeanWeight(t, weights);
+        return depthsOf(t);
+    };
     // Mean 0.6: points 1 and 2 lie between (20, a=0) and (10, a=3); the steps truncate toward zero.
-    Trace falling = traceOf({20, 99, 99, 10, 10});
-    d.bridgeBelowMeanWeight(falling, ValueList{1, 0, 0, 1, 1});
-    EXPECT_EQ(depthsOf(falling), (Ints{20, 17, 14, 10, 10}));
+    EXPECT_EQ(bridged(traceOf({20, 99, 99, 10, 10}), ValueList{1, 0, 0, 1, 1}), (Ints{20, 17, 14, 10, 10}));
     // The first point anchors even when weak; a run reaching the end is anchored at the last point.
-    Trace ends = traceOf({0, 99, 30, 30, 99, 99, 60});
-    d.bridgeBelowMeanWeight(ends, ValueList{0, 0, 1, 1, 0, 0, 0});
-    EXPECT_EQ(depthsOf(ends), (Ints{0, 15, 30, 30, 40, 50, 60}));
+    EXPECT_EQ(bridged(traceOf({0, 99, 30, 30, 99, 99, 60}), ValueList{0, 0, 1, 1, 0, 0, 0}),
+              (Ints{0, 15, 30, 30, 40, 50, 60}));
 }
 
 TEST(LinkMaskEdges, AnEdgeJumpBeyondTheToleranceBreaksTheForwardRun) {

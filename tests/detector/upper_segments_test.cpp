@@ -1,13 +1,5 @@
 #include "DetectorTestHelpers.h"
 
-#include "support/SyntheticVolume.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-
-using namespace velin_test;
-
 namespace {
 
 constexpr int kWidth = 400;
@@ -66,7 +58,6 @@ struct RefineScene {
     }
     Ints limits(int k) { return field(k, &UpperPoint::limitDepth); }
 };
-using Floats = std::vector<float>;
 
 }  // namespace
 

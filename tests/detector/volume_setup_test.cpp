@@ -1,13 +1,5 @@
 #include "DetectorTestHelpers.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
-using namespace velin_test;
-
 namespace {
 
 std::unique_ptr<VelinDetectorIpp> setUp(int aScans, int depth, float selector = 0.0f,
