@@ -9,6 +9,7 @@
 #include <Velin/TraceRecords.h>
 
 #include <cstdint>
+#include <vector>
 
 namespace Orvan {
 namespace Velin {
@@ -168,6 +169,15 @@ public:
     std::int32_t successCount = 0;  ///< B-scans of the last detectVolume() whose pipeline succeeded
     ProgressCallback progressCallback = nullptr;
     void* progressUser = nullptr;
+
+private:
+    // Scratch storage reused from one point or B-scan to the next, so that the per-point and per-pixel loops
+    // do not allocate. Nothing in them carries over: every use starts by clearing or overwriting them.
+    CandidateList scratchMaxima;        ///< response peaks below one upper point (boundary tracing)
+    CandidateList scratchMinima;        ///< response valleys below one upper point (boundary tracing)
+    CandidateList scratchAlternatives;  ///< the deeper valleys of one point (boundary tracing)
+    std::vector<std::int16_t> componentColumns;  ///< breadth-first queue of the mask cleaning
+    std::vector<std::int16_t> componentRows;     ///< breadth-first queue of the mask cleaning
 };
 
 }  // namespace Velin

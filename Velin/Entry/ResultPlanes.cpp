@@ -4,6 +4,7 @@
 
 #include <MathPackage/VectorN.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace Orvan {
@@ -16,47 +17,71 @@ std::int16_t low16(std::int32_t value) { return static_cast<std::int16_t>(static
 
 std::int16_t scaledValue(double value) { return low16(truncateToInt32(value * 100.0)); }
 
+// Planes 1 and 2 as columns (one A-scan across all B-scans, contiguous), which is the direction the gap
+// bridging walks after every list entry. They are copied into the planes once at the end.
+struct BoundaryColumns {
+    BoundaryColumns(int numBScans, int numAScans)
+        : numBScans(numBScans),
+          upper(static_cast<std::size_t>(numBScans) * static_cast<std::size_t>(numAScans), -1),
+          lower(upper) {}
+
+    std::int16_t& at(std::vector<std::int16_t>& plane, std::int32_t bScan, std::int32_t aScan) {
+        return plane[static_cast<std::size_t>(aScan) * static_cast<std::size_t>(numBScans) + bScan];
+    }
+
+    int numBScans;
+    std::vector<std::int16_t> upper;
+    std::vector<std::int16_t> lower;
+};
+
+struct PointRows {
+    double aScan1, depth1, bScan1, aScan2, depth2, bScan2, value1, value2;
+};
+
+// Row i of each of the four k-th matrices. Elements are read in place when every matrix has the row and the
+// columns; otherwise through row copies, whose checks then report the malformed list as before.
+PointRows readRows(const Matrix& upper, const Matrix& lower, const Matrix& values1, const Matrix& values2,
+                   std::uint32_t i) {
+    const bool inPlace = i < lower.getRowCount() && i < values1.getRowCount() && i < values2.getRowCount() &&
+                         upper.getColumnCount() >= 3 && lower.getColumnCount() >= 3 &&
+                         values1.getColumnCount() >= 4 && values2.getColumnCount() >= 4;
+    if (inPlace) {
+        return PointRows{upper(i, 0), upper(i, 1), upper(i, 2), lower(i, 0),   lower(i, 1),
+                         lower(i, 2), values1(i, 3), values2(i, 3)};
+    }
+    const VectorN r1 = upper.getRow(i);
+    const VectorN r2 = lower.getRow(i);
+    const VectorN s1 = values1.getRow(i);
+    const VectorN s2 = values2.getRow(i);
+    return PointRows{r1[0], r1[1], r1[2], r2[0], r2[1], r2[2], s1[3], s2[3]};
+}
+
 // Writes one list entry's points. Both value planes are addressed with the position of the upper-boundary
 // row, not with their own rows: the value lists are stored point for point alongside it.
 void writeEntry(std::size_t k, const MatrixList& boundaries1, const MatrixList& boundaries2, const MatrixList& values1,
-                const MatrixList& values2, ShortPlane& plane1, ShortPlane& plane2, ShortPlane& plane3,
-                ShortPlane& plane4) {
+                const MatrixList& values2, BoundaryColumns& columns, ShortPlane& plane3, ShortPlane& plane4) {
     const Matrix& upper = boundaries1[k];
     for (std::uint32_t i = 0; i < upper.getRowCount(); ++i) {
-        const VectorN r1 = upper.getRow(i);
-        const VectorN r2 = boundaries2[k].getRow(i);
-        const VectorN s1 = values1[k].getRow(i);
-        const VectorN s2 = values2[k].getRow(i);
-        const std::int32_t aScan1 = truncateToInt32(r1[0]);
-        const std::int32_t depth1 = truncateToInt32(r1[1]);
-        const std::int32_t bScan1 = truncateToInt32(r1[2]);
-        const std::int32_t aScan2 = truncateToInt32(r2[0]);
-        const std::int32_t depth2 = truncateToInt32(r2[1]);
-        const std::int32_t bScan2 = truncateToInt32(r2[2]);
-        plane1[bScan1][aScan1] = low16(depth1);
-        plane2[bScan2][aScan2] = low16(depth2);
-        plane4[bScan1][aScan1] = scaledValue(s2[3]);
-        plane3[bScan1][aScan1] = scaledValue(s1[3]);
+        const PointRows p = readRows(upper, boundaries2[k], values1[k], values2[k], i);
+        const std::int32_t aScan1 = truncateToInt32(p.aScan1);
+        const std::int32_t depth1 = truncateToInt32(p.depth1);
+        const std::int32_t bScan1 = truncateToInt32(p.bScan1);
+        const std::int32_t aScan2 = truncateToInt32(p.aScan2);
+        const std::int32_t depth2 = truncateToInt32(p.depth2);
+        const std::int32_t bScan2 = truncateToInt32(p.bScan2);
+        columns.at(columns.upper, bScan1, aScan1) = low16(depth1);
+        columns.at(columns.lower, bScan2, aScan2) = low16(depth2);
+        plane4[bScan1][aScan1] = scaledValue(p.value2);
+        plane3[bScan1][aScan1] = scaledValue(p.value1);
     }
 }
 
 // Bridges short runs of -1 along every A-scan column (across B-scans) of the two boundary planes.
-void bridgeAcrossBScans(ShortPlane& plane1, ShortPlane& plane2, std::int32_t maxGap) {
-    const int numBScans = plane1.getRowCount();
-    const int numAScans = plane1.getColumnCount();
-    std::vector<std::int16_t> column1(static_cast<std::size_t>(numBScans));
-    std::vector<std::int16_t> column2(static_cast<std::size_t>(numBScans));
-    for (int c = 0; c < numAScans; ++c) {
-        for (int b = 0; b < numBScans; ++b) {
-            column1[b] = plane1[b][c];
-            column2[b] = plane2[b][c];
-        }
-        fillShortGaps(column1.data(), numBScans, maxGap);
-        fillShortGaps(column2.data(), numBScans, maxGap);
-        for (int b = 0; b < numBScans; ++b) {
-            plane1[b][c] = column1[b];
-            plane2[b][c] = column2[b];
-        }
+void bridgeAcrossBScans(BoundaryColumns& columns, int numAScans, std::int32_t maxGap) {
+    const std::size_t n = static_cast<std::size_t>(columns.numBScans);
+    for (std::size_t c = 0; c < static_cast<std::size_t>(numAScans); ++c) {
+        fillShortGaps(columns.upper.data() + c * n, columns.numBScans, maxGap);
+        fillShortGaps(columns.lower.data() + c * n, columns.numBScans, maxGap);
     }
 }
 
@@ -69,11 +94,21 @@ void fillResultPlanes(const MatrixList& boundaryList1, const MatrixList& boundar
     plane2.fill(-1);
     plane3.fill(0);
     plane4.fill(0);
+    // A plane without storage has no columns to bridge.
+    const int numBScans = std::max(plane1.getRowCount(), 0);
+    const int numAScans = std::max(plane1.getColumnCount(), 0);
+    BoundaryColumns columns(numBScans, numAScans);
     for (std::size_t k = 0; k < boundaryList1.size(); ++k) {
-        writeEntry(k, boundaryList1, boundaryList2, valueList1, valueList2, plane1, plane2, plane3, plane4);
+        writeEntry(k, boundaryList1, boundaryList2, valueList1, valueList2, columns, plane3, plane4);
         // Bridging after every entry rather than once at the end gives the same planes, because each entry
         // writes only its own B-scan's row and a gap reaching past the rows written so far stays open.
-        bridgeAcrossBScans(plane1, plane2, maxGap);
+        bridgeAcrossBScans(columns, numAScans, maxGap);
+    }
+    for (int b = 0; b < numBScans; ++b) {
+        for (int a = 0; a < numAScans; ++a) {
+            plane1[b][a] = columns.at(columns.upper, b, a);
+            plane2[b][a] = columns.at(columns.lower, b, a);
+        }
     }
 }
 

@@ -1,12 +1,8 @@
 #include <Velin/VelinDetectorIpp.h>
 
-#include <MathPackage/VectorN.h>
-
 namespace Orvan {
 namespace Velin {
 namespace {
-
-using Orvan::MathPackage::VectorN;
 
 std::uint32_t pointCount(const CheckedList<Trace>& traces) {
     std::size_t total = 0;
@@ -20,20 +16,25 @@ std::uint32_t valueCount(const CheckedList<ValueList>& values) {
     return static_cast<std::uint32_t>(total);
 }
 
-// Rows are (A-scan, depth, B-scan): the reverse of the point record's (depth, A-scan) order.
+// Rows are (A-scan, depth, B-scan): the reverse of the point record's (depth, A-scan) order. Elements are
+// written one by one rather than as row vectors, which would allocate once per point; every row index lies
+// below the row count set just before.
 void fillBoundaryRows(Matrix& rows, const CheckedList<Trace>& traces, int bscanIndex) {
     rows.resize(pointCount(traces), 3);
     std::uint32_t r = 0;
     for (std::size_t s = 0; s < traces.size(); ++s) {
         const Trace& trace = traces[s];
         for (std::size_t u = 0; u < trace.size(); ++u, ++r) {
-            rows.setRow(r, VectorN(trace[u].aScan, trace[u].depth, bscanIndex));
+            rows(r, 0) = trace[u].aScan;
+            rows(r, 1) = trace[u].depth;
+            rows(r, 2) = bscanIndex;
         }
     }
 }
 
 // The row count follows the value sequences but the walk follows the traces, so a sequence shorter than its
-// trace is caught by the list's range check and surplus values leave zero rows behind.
+// trace is caught by the list's range check and surplus values leave zero rows behind. Since every value
+// read is range-checked, there are at least as many rows as points walked.
 void fillValueRows(Matrix& rows, const CheckedList<Trace>& traces, const CheckedList<ValueList>& values,
                    int bscanIndex) {
     rows.resize(valueCount(values), 4);
@@ -42,7 +43,10 @@ void fillValueRows(Matrix& rows, const CheckedList<Trace>& traces, const Checked
         const Trace& trace = traces[s];
         for (std::size_t u = 0; u < trace.size(); ++u, ++r) {
             const double value = values[s][u];
-            rows.setRow(r, VectorN(trace[u].aScan, trace[u].depth, bscanIndex, value));
+            rows(r, 0) = trace[u].aScan;
+            rows(r, 1) = trace[u].depth;
+            rows(r, 2) = bscanIndex;
+            rows(r, 3) = value;
         }
     }
 }

@@ -1,5 +1,7 @@
 #include <Velin/VelinDetectorIpp.h>
 
+#include <Velin/Tracing/ResponseRange.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -59,16 +61,12 @@ bool VelinDetectorIpp::traceBoundaries() {
     const bool fewScans = isSet(fewScansMode);
     const bool filterMarked = isSet(filterStageMark);
 
-    responseMin = kFloatMax;
-    responseMax = -kFloatMax;
-    for (int y = 1; y < height - 1; ++y) {
-        const float* row = responseImage.getRow(y);
-        for (int x = 1; x < width - 1; ++x) {
-            const float v = row[x];
-            if (v <= responseMin) responseMin = v;
-            if (v >= responseMax) responseMax = v;
-        }
-    }
+    // Locals while folding: the members could alias the rows.
+    float least = kFloatMax;
+    float greatest = -kFloatMax;
+    for (int y = 1; y < height - 1; ++y) foldRange(responseImage.getRow(y) + 1, width - 2, least, greatest);
+    responseMin = least;
+    responseMax = greatest;
     const float scale = std::max(std::fabs(responseMin), std::fabs(responseMax));
 
     upperTraces.clear();
@@ -108,11 +106,18 @@ bool VelinDetectorIpp::traceBoundaries() {
         const int reference = referenceSum / n;
 
         SegmentTraces traces;
+        traces.upper.reserve(static_cast<std::size_t>(n));
+        traces.lower.reserve(static_cast<std::size_t>(n));
+        traces.upperResponses.reserve(static_cast<std::size_t>(n));
+        traces.lowerWeights.reserve(static_cast<std::size_t>(n));
+        traces.candidates.reserve(static_cast<std::size_t>(n));
         for (int i = 0; i < n; ++i) {
             const UpperPoint& point = segment[i];
             const BoundaryPoint own{point.depth, point.aScan};
-            CandidateList maxima;
-            CandidateList minima;
+            CandidateList& maxima = scratchMaxima;
+            CandidateList& minima = scratchMinima;
+            maxima.clear();
+            minima.clear();
             findResponseExtrema(responseImage, point, maxima, minima);
 
             traces.upper.push_back(own);
@@ -147,15 +152,16 @@ bool VelinDetectorIpp::traceBoundaries() {
                 end = filterMarked ? m - 1 : m - 2;
             }
 
-            CandidateList candidates{minima[first]};
-            CandidateList alternatives;
+            CandidateList& candidates = traces.candidates.emplace_back();
+            CandidateList& alternatives = scratchAlternatives;
+            alternatives.clear();
+            candidates.push_back(minima[first]);
             for (int k = first + 1; k < end; ++k) {
                 if (minima[k].value <= 0.0f) {
                     candidates.push_back(minima[k]);
                     alternatives.push_back(minima[k]);
                 }
             }
-            traces.candidates.push_back(candidates);
 
             ExtremumRecord chosen = minima[first];
 
