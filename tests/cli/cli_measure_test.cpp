@@ -7,19 +7,17 @@
 
 #include <cmath>
 #include <map>
+#include <tuple>
 
 namespace {
 
 using namespace velin::cli;
 
 velin::Result resultOf(int numBScans, int numAScans, std::vector<std::int16_t> upper, std::vector<std::int16_t> lower) {
-    velin::Result result;
-    result.numBScans = numBScans;
-    result.numAScans = numAScans;
-    result.outcome = velin::Outcome::Segmented;
-    result.upperDepth = std::move(upper);
-    result.lowerDepth = std::move(lower);
-    return result;
+    velin::Result r;
+    r.numBScans = numBScans, r.numAScans = numAScans, r.outcome = velin::Outcome::Segmented;
+    r.upperDepth = std::move(upper), r.lowerDepth = std::move(lower);
+    return r;
 }
 
 std::map<std::string, double> sectorMeans(const GridResult& grid) {
@@ -29,38 +27,28 @@ std::map<std::string, double> sectorMeans(const GridResult& grid) {
 }
 
 TEST(CliThickness, MissingOrInvertedBoundariesGiveNaNAndTheSummaryCountsOnlyMeasuredPositions) {
+    // Positions 1 and 2 lack a boundary, at 3 the lower one lies above the upper one.
     const velin::Result result = resultOf(1, 6, {10, -1, 10, 20, 10, 10}, {14, 30, -1, 15, 10, 30});
     const ThicknessMap samples = computeThickness(result, Spacing{});
     EXPECT_FALSE(samples.micrometres);
-    EXPECT_FLOAT_EQ(samples.values[0], 4.0f);
-    EXPECT_TRUE(std::isnan(samples.values[1]));
-    EXPECT_TRUE(std::isnan(samples.values[2]));
-    EXPECT_TRUE(std::isnan(samples.values[3]));  // lower above upper
-    EXPECT_FLOAT_EQ(samples.values[4], 0.0f);
-    EXPECT_FLOAT_EQ(samples.values[5], 20.0f);
-
+    for (int i : {1, 2, 3}) EXPECT_TRUE(std::isnan(samples.values[i])) << i;
+    EXPECT_EQ(std::vector<float>({samples.values[0], samples.values[4], samples.values[5]}),
+              std::vector<float>({4.0f, 0.0f, 20.0f}));
     const ThicknessMap um = computeThickness(result, Spacing{1.953125, 10.0, 10.0});
     EXPECT_TRUE(um.micrometres);
     EXPECT_FLOAT_EQ(um.values[0], 4 * 1.953125f);
 
-    const ThicknessSummary summary = summariseThickness(result, samples);
-    EXPECT_EQ(summary.positions, 6u);
-    EXPECT_EQ(summary.upperFound, 5u);
-    EXPECT_EQ(summary.lowerFound, 5u);
-    EXPECT_EQ(summary.measured, 3u);
-    EXPECT_DOUBLE_EQ(summary.coverage, 0.5);
-    EXPECT_DOUBLE_EQ(summary.mean, 8.0);
-    EXPECT_DOUBLE_EQ(summary.median, 4.0);
-    EXPECT_DOUBLE_EQ(summary.minimum, 0.0);
-    EXPECT_DOUBLE_EQ(summary.maximum, 20.0);
+    const ThicknessSummary s = summariseThickness(result, samples);
+    EXPECT_EQ(std::vector<std::size_t>({s.positions, s.upperFound, s.lowerFound, s.measured}),
+              std::vector<std::size_t>({6, 5, 5, 3}));
+    EXPECT_EQ(std::vector<double>({s.coverage, s.mean, s.median, s.minimum, s.maximum}),
+              std::vector<double>({0.5, 8.0, 4.0, 0.0, 20.0}));
 }
 
 TEST(CliThickness, PercentilesInterpolateBetweenRanksLikeNumericalPackages) {
     const std::vector<float> sorted = {1, 2, 3, 4};
-    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 25.0), 1.75);
-    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 50.0), 2.5);
-    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 95.0), 3.85);
-    EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, 100.0), 4.0);
+    for (const auto& [percent, expected] : std::map<double, double>{{25, 1.75}, {50, 2.5}, {95, 3.85}, {100, 4}})
+        EXPECT_DOUBLE_EQ(percentileOfSorted(sorted, percent), expected) << percent;
     EXPECT_TRUE(std::isnan(percentileOfSorted({}, 50.0)));
 }
 
@@ -73,14 +61,9 @@ ThicknessMap directionMap(double centreB, double centreA) {
     for (int b = 0; b < 320; ++b) {
         for (int a = 0; a < 320; ++a) {
             const double right = (a - centreA) * 20.0, up = (centreB - b) * 20.0;
-            const double radius = std::hypot(right, up);
-            float value;
-            if (std::fabs(up) > std::fabs(right))
-                value = up > 0 ? 1.0f : 3.0f;
-            else
-                value = right > 0 ? 2.0f : 4.0f;
-            if (radius >= 1500.0) value += 10.0f;
-            if (radius < 500.0) value = 100.0f;
+            float value = std::fabs(up) > std::fabs(right) ? (up > 0 ? 1.0f : 3.0f) : (right > 0 ? 2.0f : 4.0f);
+            if (std::hypot(right, up) >= 1500.0) value += 10.0f;
+            if (std::hypot(right, up) < 500.0) value = 100.0f;
             map.values.push_back(value);
         }
     }
@@ -92,20 +75,21 @@ TEST(CliGrid, EtdrsSectorsFollowTheEyeAndTheEnFaceOrientation) {
     const ThicknessMap map = directionMap(150, 170);
     const GridCentre centre{150, 170, "test"};
 
-    const auto right = sectorMeans(evaluateGrid(GridKind::Etdrs, centre, map, spacing, "OD"));
-    EXPECT_DOUBLE_EQ(right.at("central"), 100.0);
-    EXPECT_DOUBLE_EQ(right.at("inner_superior"), 1.0);
-    EXPECT_DOUBLE_EQ(right.at("inner_nasal"), 2.0);
-    EXPECT_DOUBLE_EQ(right.at("inner_inferior"), 3.0);
-    EXPECT_DOUBLE_EQ(right.at("inner_temporal"), 4.0);
-    EXPECT_DOUBLE_EQ(right.at("outer_nasal"), 12.0);
-    EXPECT_DOUBLE_EQ(right.at("outer_temporal"), 14.0);
-
+    // Right eye: nasal is to the right on the en-face view.
+    EXPECT_EQ(sectorMeans(evaluateGrid(GridKind::Etdrs, centre, map, spacing, "OD")),
+              (std::map<std::string, double>{{"central", 100},
+                                             {"inner_superior", 1},
+                                             {"inner_nasal", 2},
+                                             {"inner_inferior", 3},
+                                             {"inner_temporal", 4},
+                                             {"outer_superior", 11},
+                                             {"outer_nasal", 12},
+                                             {"outer_inferior", 13},
+                                             {"outer_temporal", 14}}));
     const GridResult leftGrid = evaluateGrid(GridKind::Etdrs, centre, map, spacing, "OS");
     const auto left = sectorMeans(leftGrid);
-    EXPECT_DOUBLE_EQ(left.at("inner_nasal"), 4.0);
-    EXPECT_DOUBLE_EQ(left.at("inner_temporal"), 2.0);
-    EXPECT_DOUBLE_EQ(left.at("outer_superior"), 11.0);
+    EXPECT_EQ(std::vector<double>({left.at("inner_nasal"), left.at("inner_temporal"), left.at("outer_nasal")}),
+              std::vector<double>({4, 2, 14}));
     EXPECT_FALSE(leftGrid.eyeAssumed);
 
     const GridResult unknown = evaluateGrid(GridKind::Etdrs, centre, map, spacing, "");
@@ -121,10 +105,9 @@ TEST(CliGrid, CircleQuadrantsSampleTheRingAndSkipWhatLiesOutsideTheScan) {
     const auto means = sectorMeans(grid);
     // The 3.46 mm circle lies between the 3 mm and the 6 mm circle of the map: the outer-ring values, blurred a
     // little by the interpolation next to the diagonals.
-    EXPECT_NEAR(means.at("superior"), 11.0, 0.05);
-    EXPECT_NEAR(means.at("temporal"), 12.0, 0.05);
-    EXPECT_NEAR(means.at("inferior"), 13.0, 0.05);
-    EXPECT_NEAR(means.at("nasal"), 14.0, 0.05);
+    for (const auto& [sector, value] :
+         std::map<std::string, double>{{"superior", 11}, {"temporal", 12}, {"inferior", 13}, {"nasal", 14}})
+        EXPECT_NEAR(means.at(sector), value, 0.05) << sector;
     EXPECT_NEAR(grid.overallMean, 12.5, 0.05);
     for (const SectorThickness& sector : grid.sectors) EXPECT_EQ(sector.samples, sector.totalSamples);
 
@@ -144,16 +127,15 @@ TEST(CliGrid, DiscCentreIsTheLargestCentralRegionWithoutRetina) {
     // Larger, but at the border of the scan: failed A-scans at the edge, not the disc.
     for (int b = 0; b < 60; ++b)
         for (int a = 0; a < 3; ++a) upper[at(b, a)] = -1;
-    // Too small to count.
-    upper[at(35, 30)] = -1;
+    upper[at(35, 30)] = -1;  // too small to count
 
     const GridCentre centre = findDiscCentre(resultOf(rows, cols, upper, lower));
     EXPECT_DOUBLE_EQ(centre.bScan, 23.5);
     EXPECT_DOUBLE_EQ(centre.aScan, 44.5);
     EXPECT_EQ(centre.rule, "disc (no retina found)");
 
-    const GridCentre fallback = findDiscCentre(resultOf(rows, cols, std::vector<std::int16_t>(rows * cols, 100),
-                                                        std::vector<std::int16_t>(rows * cols, 110)));
+    const GridCentre fallback = findDiscCentre(
+        resultOf(rows, cols, std::vector<std::int16_t>(rows * cols, 100), std::vector<std::int16_t>(rows * cols, 110)));
     EXPECT_DOUBLE_EQ(fallback.bScan, 29.5);
     EXPECT_DOUBLE_EQ(fallback.aScan, 39.5);
     EXPECT_EQ(fallback.rule, "scan centre");
@@ -165,18 +147,17 @@ TEST(CliGrid, MacularCentreIsWhereTheRetinaIsThinnest) {
     const int rows = 40, cols = 60, depth = 100;
     const int foveaB = 22, foveaA = 26;
     std::vector<std::uint8_t> samples(static_cast<std::size_t>(rows) * cols * depth, 30);
-    std::vector<std::int16_t> upper(rows * cols, 20), lower(rows * cols, 24);
     for (int b = 0; b < rows; ++b) {
         for (int a = 0; a < cols; ++a) {
             std::uint8_t* aScan = &samples[(static_cast<std::size_t>(b) * cols + a) * depth];
             for (int d = 20; d < 24; ++d) aScan[d] = 250;
-            const bool fovea = std::hypot(b - foveaB, a - foveaA) <= 3.0;
-            const int band = fovea ? 60 : 80;
+            const int band = std::hypot(b - foveaB, a - foveaA) <= 3.0 ? 60 : 80;
             for (int d = band; d < band + 4; ++d) aScan[d] = 200;
         }
     }
     const velin::VolumeView view{samples.data(), rows, cols, depth};
-    const velin::Result result = resultOf(rows, cols, upper, lower);
+    const velin::Result result =
+        resultOf(rows, cols, std::vector<std::int16_t>(rows * cols, 20), std::vector<std::int16_t>(rows * cols, 24));
 
     const std::vector<float> retina = retinaThickness(view, result);
     EXPECT_FLOAT_EQ(retina[0], 61.0f);  // the band 80..83 seen through a 5-sample window
@@ -186,7 +167,6 @@ TEST(CliGrid, MacularCentreIsWhereTheRetinaIsThinnest) {
     EXPECT_EQ(centre.rule, "thinnest retina");
     EXPECT_NEAR(centre.bScan, foveaB, 1.0);
     EXPECT_NEAR(centre.aScan, foveaA, 1.0);
-
     EXPECT_EQ(findMacularCentre(view, result, Spacing{}).rule, "scan centre");
 }
 

@@ -1,6 +1,10 @@
 #pragma once
 
-// Scratch folders and byte-level file helpers for the readers' and writers' tests.
+// Scratch folders, byte-level file helpers and error capture for the readers', writers' and program's tests.
+
+#include "io/VolumeFile.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -14,34 +18,70 @@ namespace io_test {
 /// A fresh folder under the system's temporary directory, removed with everything in it at scope exit.
 class ScratchDir {
 public:
-    ScratchDir() {
-        std::random_device device;
-        path_ = std::filesystem::temp_directory_path() / ("velin-io-test-" + std::to_string(device()) + "-" +
-                                                          std::to_string(device()));
-        std::filesystem::create_directories(path_);
-    }
+    ScratchDir() { std::filesystem::create_directories(path_); }
     ~ScratchDir() {
         std::error_code ec;
         std::filesystem::remove_all(path_, ec);
     }
     ScratchDir(const ScratchDir&) = delete;
     ScratchDir& operator=(const ScratchDir&) = delete;
-
     std::string file(const std::string& name) const { return (path_ / name).string(); }
     const std::filesystem::path& path() const { return path_; }
 
 private:
-    std::filesystem::path path_;
+    const std::filesystem::path path_ =
+        std::filesystem::temp_directory_path() /
+        ("velin-io-test-" + std::to_string(std::random_device()()) + "-" + std::to_string(std::random_device()()));
 };
 
 inline void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
+/// The file's bytes; none for a missing file or a folder.
 inline std::vector<std::uint8_t> readBytes(const std::string& path) {
+    if (!std::filesystem::is_regular_file(path)) return {};
     std::ifstream in(path, std::ios::binary);
     return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+/// Passes when `text` contains `part`, and shows the whole text when it does not.
+inline ::testing::AssertionResult contains(const std::string& text, const std::string& part) {
+    if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "\"" << text << "\" lacks \"" << part << "\"";
+}
+
+/// The message of the exception of type E that `action` throws, or "" when it throws none.
+template <typename E, typename Action>
+std::string messageOf(Action action) {
+    try {
+        action();
+    } catch (const E& e) {
+        return e.what();
+    }
+    return "";
+}
+
+/// The message of the VolumeFileError thrown by readVolume, or "" when none was thrown.
+inline std::string readError(const std::string& path, const velin::io::ReadOptions& options = {}) {
+    return messageOf<velin::io::VolumeFileError>([&] { velin::io::readVolume(path, options); });
+}
+
+/// A .npy file with the given header dictionary (padded as numpy pads it) and data, for headers numpy itself
+/// writes but the library's writer does not (other versions, Fortran order, float data).
+inline std::vector<std::uint8_t> npyBytes(const std::string& dict, const std::vector<std::uint8_t>& data,
+                                          int major = 1) {
+    const std::size_t preamble = major == 1 ? 10 : 12;
+    std::string header = dict;
+    header.append(63 - (preamble + header.size()) % 64, ' ').push_back('\n');
+    std::vector<std::uint8_t> bytes = {0x93, 'N', 'U', 'M', 'P', 'Y', static_cast<std::uint8_t>(major), 0};
+    bytes.insert(bytes.end(),
+                 {static_cast<std::uint8_t>(header.size() & 0xFF), static_cast<std::uint8_t>(header.size() >> 8)});
+    if (major != 1) bytes.insert(bytes.end(), {0, 0});
+    bytes.insert(bytes.end(), header.begin(), header.end());
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    return bytes;
 }
 
 /// A volume in the library's layout whose every sample differs from its neighbours along each axis, so that
