@@ -1,11 +1,20 @@
 #include <Velin/Entry/SegmentationRun.h>
+#include <Velin/VelinDetectorIpp.h>
 #include <Velin/VelinLayerSegment.h>
 
 #include "support/SyntheticVolume.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <string>
 #include <vector>
+
+#if defined(VELIN_HAVE_IO)
+#include <tools/io/VolumeFile.h>
+#endif
 
 using namespace Orvan::Velin;
 
@@ -22,6 +31,11 @@ struct Planes {
     std::vector<short> p1, p2, p3, p4;
 };
 
+// Large enough for real-sized filters, small enough to run quickly.
+velin_test::SyntheticVolume smallVolume(int numBScans = 12, int numAScans = 128, int depth = 320) {
+    return velin_test::makeLayeredVolume(velin_test::SyntheticVolumeOptions{numBScans, numAScans, depth});
+}
+
 void recordProgress(int done, int total, void* user) {
     static_cast<std::vector<std::pair<int, int>>*>(user)->emplace_back(done, total);
 }
@@ -29,57 +43,88 @@ void recordProgress(int done, int total, void* user) {
 }  // namespace
 
 TEST(SegmentationCall, LeavesThePlanesUntouchedWithoutEnoughBScansOrWithoutTissue) {
-    velin_test::SyntheticVolumeOptions options;
-    options.numBScans = 10;
-    options.numAScans = 64;
-    options.depth = 160;
-    const velin_test::SyntheticVolume layered = velin_test::makeLayeredVolume(options);
-    Planes planes(layered.samples.size() / options.depth);
-    CVelinLayerSegment segmenter;
+    const velin_test::SyntheticVolume layered = smallVolume(10, 64, 160);
+    Planes planes(10 * 64);
     // Nine B-scans of a volume that would segment well.
-    segmenter.VelinLayerSegment(layered.samples.data(), 9, options.numAScans, options.depth, planes.p1.data(),
-                                planes.p2.data(), planes.p3.data(), planes.p4.data(), 100.0f, 0.0f, 0.0f, 0);
+    CVelinLayerSegment().VelinLayerSegment(layered.samples.data(), 9, 64, 160, planes.p1.data(), planes.p2.data(),
+                                           planes.p3.data(), planes.p4.data(), 100.0f, 0.0f, 0.0f, 0);
     EXPECT_TRUE(planes.untouched());
-
     // Every B-scan fails: too few bright pixels.
-    std::vector<unsigned char> dark(layered.samples.size(), 30);
+    const std::vector<unsigned char> dark(layered.samples.size(), 30);
     int segmented = -1;
-    EXPECT_EQ(runSegmentation(dark.data(), options.numBScans, options.numAScans, options.depth, planes.p1.data(),
-                              planes.p2.data(), planes.p3.data(), planes.p4.data(), 100.0f, 0.0f, 0.0f, 0, nullptr,
-                              nullptr, &segmented),
+    EXPECT_EQ(runSegmentation(dark.data(), 10, 64, 160, planes.p1.data(), planes.p2.data(), planes.p3.data(),
+                              planes.p4.data(), 100.0f, 0.0f, 0.0f, 0, nullptr, nullptr, &segmented),
               RunOutcome::NothingFound);
     EXPECT_EQ(segmented, 0);
     EXPECT_TRUE(planes.untouched());
 }
 
-TEST(SegmentationCall, SegmentsASyntheticVolumeReportingEveryBScan) {
-    velin_test::SyntheticVolumeOptions options;
-    options.numBScans = 12;
-    options.numAScans = 128;
-    options.depth = 320;
-    const velin_test::SyntheticVolume volume = velin_test::makeLayeredVolume(options);
-    const std::size_t positions = static_cast<std::size_t>(options.numBScans) * options.numAScans;
-    Planes planes(positions);
+TEST(SegmentationCall, SegmentsASyntheticVolumeReportingEveryBScanAndWritingEveryPosition) {
+    const velin_test::SyntheticVolume v = smallVolume();
+    Planes planes(v.top.size());
     std::vector<std::pair<int, int>> progress;
     int segmented = -1;
-    ASSERT_EQ(runSegmentation(volume.samples.data(), options.numBScans, options.numAScans, options.depth,
-                              planes.p1.data(), planes.p2.data(), planes.p3.data(), planes.p4.data(), 100.0f, 0.0f,
-                              0.0f, 0, recordProgress, &progress, &segmented),
+    ASSERT_EQ(runSegmentation(v.samples.data(), v.numBScans, v.numAScans, v.depth, planes.p1.data(), planes.p2.data(),
+                              planes.p3.data(), planes.p4.data(), 100.0f, 0.0f, 0.0f, 0, recordProgress, &progress,
+                              &segmented),
               RunOutcome::Segmented);
-    EXPECT_EQ(segmented, options.numBScans);
-    ASSERT_EQ(progress.size(), static_cast<std::size_t>(options.numBScans));
-    for (int b = 0; b < options.numBScans; ++b) EXPECT_EQ(progress[b], std::make_pair(b + 1, options.numBScans));
-
-    // Every element is written: a depth or -1 in the boundary planes, a value or 0 in the others.
-    std::size_t nearTop = 0;
-    for (std::size_t i = 0; i < positions; ++i) {
-        ASSERT_NE(planes.p1[i], kUntouched);
-        ASSERT_NE(planes.p4[i], kUntouched);
-        EXPECT_GE(planes.p1[i], -1);
+    EXPECT_EQ(segmented, v.numBScans);
+    ASSERT_EQ(progress.size(), static_cast<std::size_t>(v.numBScans));
+    for (int b = 0; b < v.numBScans; ++b) EXPECT_EQ(progress[b], std::make_pair(b + 1, v.numBScans));
+    // A depth or -1 in the boundary planes, a value or 0 (where there is no depth) in the others.
+    for (std::size_t i = 0; i < v.top.size(); ++i) {
+        ASSERT_TRUE(planes.p1[i] >= -1 && planes.p1[i] != kUntouched && planes.p4[i] != kUntouched) << i;
         if (planes.p1[i] == -1) {
-            EXPECT_EQ(planes.p3[i], 0);
+            EXPECT_EQ(planes.p3[i], 0) << i;
         }
-        nearTop += std::abs(planes.p1[i] - volume.top[i]) <= 4 ? 1 : 0;
     }
-    EXPECT_GE(nearTop, positions * 9 / 10);
 }
+
+// The filter stage accepts every B-scan; its mask covers the nerve-fibre layer, is clear above it, and its
+// top edge lies on the top of the layer.
+TEST(FilterStageOnSyntheticVolume, AcceptsEveryBScanAndTheMaskCoversTheNerveFibreLayer) {
+    const velin_test::SyntheticVolume v = smallVolume();
+    VelinDetectorIpp detector;
+    detector.setParameters(v.samples.data(), v.numAScans, v.depth, v.numBScans, 100.0f, 0.0f, 0.0f, 0);
+    ASSERT_TRUE(detector.setupVolume());
+    for (int b = 0; b < v.numBScans; ++b) {
+        ASSERT_TRUE(detector.loadBScan(b) && detector.runFilterStage()) << "B-scan " << b;
+        int covered = 0, clearAbove = 0, edgesNearTop = 0;
+        for (int a = 1; a < v.numAScans - 1; ++a) {
+            const std::size_t position = static_cast<std::size_t>(b) * v.numAScans + a;
+            const std::uint8_t* mask = detector.maskImage.getRow(a);
+            const int top = v.top[position];
+            auto set = [](std::uint8_t m) { return m != 0; };
+            covered += std::all_of(mask + top + 3, mask + v.nflBottom[position] - 3, set);
+            clearAbove += std::none_of(mask + 1, mask + std::max(1, top - 6), set);
+            edgesNearTop += std::abs(static_cast<int>(std::find_if(mask + 1, mask + v.depth, set) - mask) - top) <= 4;
+        }
+        const int rows = v.numAScans - 2;
+        EXPECT_EQ(covered, rows) << "B-scan " << b;
+        EXPECT_EQ(clearAbove, rows) << "B-scan " << b;
+        EXPECT_GE(edgesNearTop, rows * 95 / 100) << "B-scan " << b;
+    }
+}
+
+#if defined(VELIN_HAVE_IO)
+// The shared sample B-scan is 496 samples deep; padded to 512 (a whole row step) it loads row by row, and its
+// retina must come out as a plausible layer.
+TEST(FilterStageOnSampleScan, AcceptsThePaddedSampleBScanAsOneLayer) {
+    const std::string path = std::string(VELIN_SHARED_DATA_DIR) + "/vol/onh.vol";
+    if (!std::ifstream(path)) GTEST_SKIP() << "sample data not found at " << path;
+    const velin::io::Volume volume = velin::io::readVolume(path, velin::io::ReadOptions{});
+    constexpr int kPaddedDepth = 512;
+    ASSERT_LE(volume.depth, kPaddedDepth);
+    std::vector<unsigned char> padded(static_cast<std::size_t>(volume.numAScans) * kPaddedDepth, 0);
+    for (int a = 0; a < volume.numAScans; ++a)
+        std::copy_n(&volume.samples[static_cast<std::size_t>(a) * volume.depth], volume.depth,
+                    &padded[a * kPaddedDepth]);
+    VelinDetectorIpp detector;
+    detector.setParameters(padded.data(), volume.numAScans, kPaddedDepth, 1, 100.0f, 0.0f, 0.0f, 0);
+    ASSERT_TRUE(detector.setupVolume());
+    ASSERT_TRUE(detector.loadBScan(0) && detector.runFilterStage());
+    Trace edge;
+    EXPECT_TRUE(detector.checkMaskLayer(edge, false));
+    EXPECT_GE(edge.size(), static_cast<std::size_t>(volume.numAScans) * 9 / 10);
+}
+#endif

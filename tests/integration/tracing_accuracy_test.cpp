@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 using velin_test::SyntheticVolume;
@@ -14,23 +16,27 @@ using velin_test::SyntheticVolumeOptions;
 
 namespace {
 
-// Share of points within 3 samples of the truth (a dropped point is a miss), and the mean signed error.
-struct Share {
-    int within = 0, total = 0;
-    double signedSum = 0.0;
-    void add(int found, int truth) {
+// Share of positions within `tolerance` of the truth (a missing point is a miss), and the mean absolute and
+// signed errors over the points found.
+struct Score {
+    int tolerance, within = 0, total = 0, found = 0;
+    double absoluteSum = 0.0, signedSum = 0.0;
+    void add(int depth, int truth) {
         ++total;
-        if (found < 0) return;
-        signedSum += found - truth;
-        within += std::abs(found - truth) <= 3;
+        if (depth < 0) return;
+        ++found;
+        absoluteSum += std::abs(depth - truth);
+        signedSum += depth - truth;
+        within += std::abs(depth - truth) <= tolerance;
     }
     double fraction() const { return total > 0 ? static_cast<double>(within) / total : 0.0; }
 };
 
-void report(const char* stage, const SyntheticVolume& v, const Share& upper, const Share& lower) {
-    std::printf("%s %d x %d x %d: plane 1 %.1f%% within 3 (mean error %+.2f), plane 2 %.1f%% (%+.2f)\n", stage,
-                v.numBScans, v.numAScans, v.depth, 100.0 * upper.fraction(), upper.signedSum / upper.total,
-                100.0 * lower.fraction(), lower.signedSum / lower.total);
+void report(const std::string& what, const Score& upper, const Score& lower) {
+    for (const Score* s : {&upper, &lower})
+        std::printf("%s, plane %d: %.1f%% within %d, mean absolute error %.2f, mean error %+.2f\n", what.c_str(),
+                    s == &upper ? 1 : 2, 100.0 * s->fraction(), s->tolerance, s->absoluteSum / std::max(s->found, 1),
+                    s->signedSum / std::max(s->found, 1));
 }
 
 }  // namespace
@@ -44,7 +50,7 @@ TEST_P(TracedBoundaries, FollowTheNerveFibreLayerOnEverySegmentedBScan) {
     Orvan::Velin::VelinDetectorIpp d;
     d.setParameters(v.samples.data(), v.numAScans, v.depth, v.numBScans, 100.0f, 5.0f, 0.0f, 0);
     ASSERT_TRUE(d.setupVolume());
-    Share upper, lower;
+    Score upper{3}, lower{3};
     for (int b = 0; b < v.numBScans; ++b) {
         if (!d.processBScan(b)) continue;
         for (std::size_t k = 0; k < d.upperTraces.size(); ++k) {
@@ -55,7 +61,7 @@ TEST_P(TracedBoundaries, FollowTheNerveFibreLayerOnEverySegmentedBScan) {
             }
         }
     }
-    report("traced", v, upper, lower);
+    report("traced, " + std::to_string(v.numAScans) + " A-scans", upper, lower);
     ASSERT_GT(upper.total, 0);
     EXPECT_GE(upper.fraction(), 0.9);
     EXPECT_GE(lower.fraction(), 0.9);
@@ -66,25 +72,29 @@ INSTANTIATE_TEST_SUITE_P(SyntheticVolumes, TracedBoundaries,
                          testing::Values(SyntheticVolumeOptions{16, 256, 512, 1, 0.15},
                                          SyntheticVolumeOptions{16, 512, 512, 2, 0.15}));
 
-// The exported call adds the cross-scan correction and the surface pass. The volume has 64 B-scans so that
-// the layer moves little from one B-scan to the next; on 16 the surface diffusion flattens its curvature
-// across B-scans by several samples.
-TEST(TracingAccuracy, ExportedPlanesFollowTheNerveFibreLayer) {
-    const SyntheticVolume v = velin_test::makeLayeredVolume(SyntheticVolumeOptions{64, 256, 512, 4, 0.15});
-    const std::size_t positions = static_cast<std::size_t>(v.numBScans) * v.numAScans;
-    std::vector<short> p1(positions), p2(positions), p3(positions), p4(positions);
-    CVelinLayerSegment().VelinLayerSegment(v.samples.data(), v.numBScans, v.numAScans, v.depth, p1.data(),
+// The whole exported call, with the cross-scan correction and the surface pass, on 16 B-scans x 256 A-scans x
+// 512 samples. The 16 B-scans are consecutive ones of a 64-B-scan acquisition: the surface pass smooths across
+// B-scans over about two B-scan spacings, which keeps the layer's shape only when neighbouring B-scans are
+// close. (Spread over just 16 B-scans, the synthetic layer moves by up to six samples per B-scan, and even its
+// exact surface, smoothed the same way, leaves only about 81% of the upper boundary within two samples.)
+TEST(EndToEnd, SyntheticLayeredVolumeBoundariesAreFound) {
+    SyntheticVolumeOptions options;
+    options.numBScans = 64;
+    const SyntheticVolume acquisition = velin_test::makeLayeredVolume(options);
+    const int numBScans = 16, first = 24;
+    const std::size_t positions = static_cast<std::size_t>(numBScans) * acquisition.numAScans;
+    const std::size_t offset = static_cast<std::size_t>(first) * acquisition.numAScans;
+    const unsigned char* volume = acquisition.samples.data() + offset * acquisition.depth;
+    std::vector<short> p1(positions, -7), p2(positions, -7), p3(positions, -7), p4(positions, -7);
+    CVelinLayerSegment().VelinLayerSegment(volume, numBScans, acquisition.numAScans, acquisition.depth, p1.data(),
                                            p2.data(), p3.data(), p4.data(), 100.0f, 5.0f, 0.0f, 0);
-    Share upper, lower;
+    Score upper{2}, lower{4};
     for (std::size_t i = 0; i < positions; ++i) {
-        upper.add(p1[i], v.top[i]);
-        lower.add(p2[i], v.nflBottom[i]);
+        upper.add(p1[i], acquisition.top[offset + i]);
+        lower.add(p2[i], acquisition.nflBottom[offset + i]);
+        ASSERT_TRUE(p3[i] >= 0 && p3[i] <= 100 && p4[i] >= 0 && p4[i] <= 100) << i << ": " << p3[i] << ", " << p4[i];
     }
-    report("exported", v, upper, lower);
-    EXPECT_GE(upper.fraction(), 0.9);
-    // Plane 2 lies about three samples shallow on average, so only about 80% are within three: each
-    // smoothing of a lower trace truncates its neighbour averages toward zero (about 0.7 samples per call
-    // after the last snap to the valley), and the cross-scan filter and the surface write-back truncate
-    // again. The truncations belong to the method; this bound only guards against anything worse.
-    EXPECT_GE(lower.fraction(), 0.75);
+    report("exported planes", upper, lower);
+    EXPECT_GE(upper.fraction(), 0.95);
+    EXPECT_GE(lower.fraction(), 0.95);
 }
