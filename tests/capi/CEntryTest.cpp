@@ -12,101 +12,72 @@
 
 #include <limits>
 #include <set>
-#include <string>
 #include <vector>
 
 namespace {
 
-constexpr short kUntouched = 0x5A5A;
-constexpr int kCountUntouched = -12345;
+constexpr short kUntouched = 0x5A5A, kCountUntouched = -12345;
 
 /// The arguments of one call; the defaults are a valid call on a volume too small to be segmented.
 struct Call {
     const unsigned char* volume = nullptr;
     int numBScans = 9, numAScans = 8, depth = 16;
-    int nullPlane = -1;  ///< index of a plane passed as null, or -1
+    int nullPlane = -1, optionFlag = 0;  ///< nullPlane: index of a plane passed as null, or -1
     float gapScale = 100.0f, widthSelector = 5.0f, auxParameter = 0.0f;
-    int optionFlag = 0;
 };
 
 /// Everything a call may write: the planes (pre-filled with kUntouched), the count and the progress reports.
 struct Outcome {
     explicit Outcome(std::size_t size) : planes(4, std::vector<short>(size, kUntouched)) {}
-    bool planesUntouched() const {
-        for (const auto& plane : planes) {
-            for (short v : plane) {
-                if (v != kUntouched) return false;
-            }
-        }
-        return true;
-    }
-    static void record(int done, int total, void* user) {
-        auto* outcome = static_cast<Outcome*>(user);
-        outcome->done.push_back(done);
-        outcome->total.push_back(total);
-    }
-    int status = 1;
-    int count = kCountUntouched;
+    bool planesUntouched() const { return planes == Outcome(planes[0].size()).planes; }
+    int status = 1, count = kCountUntouched;
     std::vector<std::vector<short>> planes;
     std::vector<int> done, total;
 };
 
-class CEntryTest : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        library = new velin_test::LoadedLibrary(VELIN_LIBRARY_PATH);
-        entry = velin_test::resolveCEntry(*library);
-    }
-    static void TearDownTestSuite() {
-        delete library;
-        library = nullptr;
-    }
-    void SetUp() override {
-        ASSERT_TRUE(library->loaded()) << library->error();
-        ASSERT_TRUE(entry.complete()) << library->error();
-    }
+const velin_test::CEntry& entry() {
+    static std::string error;
+    static const velin_test::CEntry loaded = velin_test::loadCEntry(VELIN_LIBRARY_PATH, error);
+    EXPECT_TRUE(loaded.complete()) << error;
+    return loaded;
+}
 
-    static Outcome run(const Call& call, std::size_t planeSize = 64) {
-        Outcome out(planeSize);
-        short* p[4];
-        for (int i = 0; i < 4; ++i) p[i] = i == call.nullPlane ? nullptr : out.planes[i].data();
-        out.status = entry.segmentEx(call.volume, call.numBScans, call.numAScans, call.depth, p[0], p[1], p[2], p[3],
-                                     call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag,
-                                     &Outcome::record, &out, &out.count);
-        return out;
-    }
+Outcome run(const Call& call, std::size_t planeSize = 64) {
+    Outcome out(planeSize);
+    short* p[4];
+    for (int i = 0; i < 4; ++i) p[i] = i == call.nullPlane ? nullptr : out.planes[i].data();
+    const auto record = [](int done, int total, void* user) {
+        static_cast<Outcome*>(user)->done.push_back(done);
+        static_cast<Outcome*>(user)->total.push_back(total);
+    };
+    out.status = entry().segmentEx(call.volume, call.numBScans, call.numAScans, call.depth, p[0], p[1], p[2], p[3],
+                                   call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag, record, &out,
+                                   &out.count);
+    return out;
+}
 
-    static velin_test::LoadedLibrary* library;
-    static velin_test::CEntry entry;
-};
-
-velin_test::LoadedLibrary* CEntryTest::library = nullptr;
-velin_test::CEntry CEntryTest::entry;
-
-TEST_F(CEntryTest, VersionAndMessages) {
-    EXPECT_STREQ(entry.version(), VELIN_EXPECTED_VERSION);
-    const std::string unknown = entry.statusMessage(-1000);
-    EXPECT_EQ(unknown, entry.statusMessage(1));
-    std::set<std::string> seen;
-    for (int status = VELIN_OK; status >= VELIN_ERR_INTERNAL; --status) {
-        const char* message = entry.statusMessage(status);
-        ASSERT_NE(message, nullptr);
-        EXPECT_NE(message, unknown) << "status " << status;
-        EXPECT_TRUE(seen.insert(message).second) << "status " << status << " repeats \"" << message << "\"";
-    }
+TEST(CEntry, VersionAndADistinctMessageForEveryStatus) {
+    ASSERT_TRUE(entry().complete());
+    EXPECT_STREQ(entry().version(), VELIN_EXPECTED_VERSION);
+    const std::string unknown = entry().statusMessage(-1000);
+    EXPECT_EQ(unknown, entry().statusMessage(1));
+    std::set<std::string> seen = {unknown};
+    for (int status = VELIN_OK; status >= VELIN_ERR_INTERNAL; --status)
+        EXPECT_TRUE(seen.insert(entry().statusMessage(status)).second) << "status " << status << " repeats a message";
 }
 
 // Each rejected argument has its own code; arguments at the edge of what is accepted get past the checks
 // and, with fewer than 10 B-scans, stop before the volume is read (so huge declared sizes are safe). Either
 // way no plane element and no progress report is written; the count only once a run has completed.
-TEST_F(CEntryTest, ArgumentChecksWriteNothing) {
+TEST(CEntry, ArgumentChecksWriteNothing) {
+    ASSERT_TRUE(entry().complete());
     const std::vector<unsigned char> volume(9 * 8 * 16, 100);
+    constexpr float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     struct Case {
         const char* what;
         int expected;
         void (*change)(Call&);
-    };
-    const Case cases[] = {
+    } const cases[] = {
         {"null volume", VELIN_ERR_NULL_VOLUME, [](Call& c) { c.volume = nullptr; }},
         {"null volume before bad size", VELIN_ERR_NULL_VOLUME, [](Call& c) { c.volume = nullptr, c.depth = 0; }},
         {"null plane 1", VELIN_ERR_NULL_PLANE, [](Call& c) { c.nullPlane = 0; }},
@@ -120,12 +91,9 @@ TEST_F(CEntryTest, ArgumentChecksWriteNothing) {
          [](Call& c) { c.numBScans = 40000, c.numAScans = 60000, c.depth = 1; }},
         {"gapScale 0", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = 0.0f; }},
         {"gapScale -0", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = -0.0f; }},
-        {"gapScale NaN", VELIN_ERR_BAD_GAP_SCALE,
-         [](Call& c) { c.gapScale = std::numeric_limits<float>::quiet_NaN(); }},
-        {"gapScale +inf", VELIN_ERR_BAD_GAP_SCALE,
-         [](Call& c) { c.gapScale = std::numeric_limits<float>::infinity(); }},
-        {"gapScale -inf", VELIN_ERR_BAD_GAP_SCALE,
-         [](Call& c) { c.gapScale = -std::numeric_limits<float>::infinity(); }},
+        {"gapScale NaN", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = nan; }},
+        {"gapScale +inf", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = inf; }},
+        {"gapScale -inf", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = -inf; }},
         {"gap limit past 32 bits", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = 1e-8f; }},
         {"2^31-1 samples", VELIN_ERR_TOO_FEW_BSCANS,
          [](Call& c) { c.numBScans = 1, c.numAScans = 1, c.depth = std::numeric_limits<int>::max(); }},
@@ -139,57 +107,51 @@ TEST_F(CEntryTest, ArgumentChecksWriteNothing) {
         call.volume = volume.data();
         test.change(call);
         const Outcome out = run(call);
-        EXPECT_EQ(out.status, test.expected) << entry.statusMessage(out.status);
+        EXPECT_EQ(out.status, test.expected) << entry().statusMessage(out.status);
         EXPECT_TRUE(out.planesUntouched());
         EXPECT_EQ(out.count, test.expected == VELIN_ERR_TOO_FEW_BSCANS ? 0 : kCountUntouched);
         EXPECT_TRUE(out.done.empty());
     }
 }
 
-TEST_F(CEntryTest, NothingSegmentedLeavesThePlanesAlone) {
-    Call call;
-    call.numBScans = 10, call.numAScans = 64, call.depth = 128;
+TEST(CEntry, NothingSegmentedLeavesThePlanesAloneAfterTryingEveryBScanInOrder) {
+    ASSERT_TRUE(entry().complete());
     const std::vector<unsigned char> blank(10 * 64 * 128, 0);
-    call.volume = blank.data();
+    Call call;
+    call.volume = blank.data(), call.numBScans = 10, call.numAScans = 64, call.depth = 128;
     const Outcome out = run(call, 10 * 64);
     EXPECT_EQ(out.status, VELIN_ERR_NO_BSCAN_FOUND);
     EXPECT_TRUE(out.planesUntouched());
     EXPECT_EQ(out.count, 0);
-    // Every B-scan was still attempted, in order.
     EXPECT_EQ(out.done, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
     EXPECT_EQ(out.total, std::vector<int>(10, 10));
 }
 
 // Both forms of the C entry give the exported class's planes bit for bit.
-TEST_F(CEntryTest, PlanesEqualTheExportedClassBitForBit) {
-    velin_test::SyntheticVolumeOptions options;
-    options.seed = 7;
-    const velin_test::SyntheticVolume volume = velin_test::makeLayeredVolume(options);
-    Call call;
-    call.volume = volume.samples.data();
-    call.numBScans = volume.numBScans, call.numAScans = volume.numAScans, call.depth = volume.depth;
-    call.gapScale = 40.0f, call.widthSelector = 12.0f, call.auxParameter = 0.5f, call.optionFlag = 1;
+TEST(CEntry, PlanesEqualTheExportedClassBitForBit) {
+    ASSERT_TRUE(entry().complete());
+    const velin_test::SyntheticVolume volume = velin_test::makeLayeredVolume({16, 256, 512, 7});
+    // All four tuning arguments away from their defaults.
+    const Call call{volume.samples.data(), 16, 256, 512, -1, 1, 40.0f, 12.0f, 0.5f};
     const std::size_t size = static_cast<std::size_t>(volume.numBScans) * volume.numAScans;
 
-    Outcome reference(size);
-    CVelinLayerSegment().VelinLayerSegment(call.volume, call.numBScans, call.numAScans, call.depth,
-                                           reference.planes[0].data(), reference.planes[1].data(),
-                                           reference.planes[2].data(), reference.planes[3].data(), call.gapScale,
-                                           call.widthSelector, call.auxParameter, call.optionFlag);
+    Outcome reference(size), plain(size);
+    std::vector<short>* r = reference.planes.data();
+    CVelinLayerSegment().VelinLayerSegment(call.volume, call.numBScans, call.numAScans, call.depth, r[0].data(),
+                                           r[1].data(), r[2].data(), r[3].data(), call.gapScale, call.widthSelector,
+                                           call.auxParameter, call.optionFlag);
     ASSERT_FALSE(reference.planesUntouched()) << "the synthetic volume was not segmented at all";
-
     const Outcome viaEx = run(call, size);
     ASSERT_EQ(viaEx.status, VELIN_OK);
-    EXPECT_GT(viaEx.count, 0);
-    EXPECT_LE(viaEx.count, volume.numBScans);
+    EXPECT_TRUE(viaEx.count > 0 && viaEx.count <= volume.numBScans) << viaEx.count;
     EXPECT_EQ(viaEx.done.size(), static_cast<std::size_t>(volume.numBScans));
     EXPECT_EQ(viaEx.planes, reference.planes);
 
-    Outcome plain(size);
-    ASSERT_EQ(entry.segment(call.volume, call.numBScans, call.numAScans, call.depth, plain.planes[0].data(),
-                            plain.planes[1].data(), plain.planes[2].data(), plain.planes[3].data(), call.gapScale,
-                            call.widthSelector, call.auxParameter, call.optionFlag),
-              VELIN_OK);
+    std::vector<short>* p = plain.planes.data();
+    ASSERT_EQ(
+        entry().segment(call.volume, call.numBScans, call.numAScans, call.depth, p[0].data(), p[1].data(), p[2].data(),
+                        p[3].data(), call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag),
+        VELIN_OK);
     EXPECT_EQ(plain.planes, reference.planes);
 }
 

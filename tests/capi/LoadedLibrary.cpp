@@ -8,62 +8,27 @@
 
 namespace velin_test {
 
-LoadedLibrary::LoadedLibrary(const std::string& path) {
-#ifdef _WIN32
-    handle = reinterpret_cast<void*>(LoadLibraryA(path.c_str()));
-    if (handle == nullptr) {
-        lastError = "LoadLibrary(" + path + ") failed with error " + std::to_string(GetLastError());
-    }
-#else
-    handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        const char* message = dlerror();
-        lastError = message != nullptr ? message : "dlopen(" + path + ") failed";
-    }
-#endif
-}
-
-LoadedLibrary::~LoadedLibrary() {
-    if (handle == nullptr) {
-        return;
-    }
-#ifdef _WIN32
-    FreeLibrary(reinterpret_cast<HMODULE>(handle));
-#else
-    dlclose(handle);
-#endif
-}
-
-void* LoadedLibrary::symbol(const char* name) {
-    if (handle == nullptr) {
-        return nullptr;
-    }
-#ifdef _WIN32
-    void* address = reinterpret_cast<void*>(GetProcAddress(reinterpret_cast<HMODULE>(handle), name));
-#else
-    void* address = dlsym(handle, name);
-#endif
-    if (address == nullptr) {
-        lastError = std::string("no exported symbol ") + name;
-    }
-    return address;
-}
-
-namespace {
-
-template <typename Function>
-void lookUp(LoadedLibrary& library, const char* name, Function& target) {
-    target = reinterpret_cast<Function>(library.symbol(name));
-}
-
-}  // namespace
-
-CEntry resolveCEntry(LoadedLibrary& library) {
+CEntry loadCEntry(const std::string& path, std::string& error) {
     CEntry entry;
-    lookUp(library, "velin_version", entry.version);
-    lookUp(library, "velin_segment", entry.segment);
-    lookUp(library, "velin_segment_ex", entry.segmentEx);
-    lookUp(library, "velin_status_message", entry.statusMessage);
+#ifdef _WIN32
+    const HMODULE handle = LoadLibraryA(path.c_str());
+    const auto lookUp = [handle](const char* name) { return reinterpret_cast<void*>(GetProcAddress(handle, name)); };
+    if (handle == nullptr) error = "LoadLibrary(" + path + ") failed with error " + std::to_string(GetLastError());
+#else
+    void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    const auto lookUp = [handle](const char* name) { return dlsym(handle, name); };
+    if (handle == nullptr) error = dlerror();
+#endif
+    if (handle == nullptr) return entry;
+    // Function pointers from object pointers, as every host's loader hands them out.
+    const auto resolve = [&](const char* name, auto& target) {
+        target = reinterpret_cast<std::remove_reference_t<decltype(target)>>(lookUp(name));
+        if (target == nullptr) error = std::string("no exported symbol ") + name;
+    };
+    resolve("velin_version", entry.version);
+    resolve("velin_segment", entry.segment);
+    resolve("velin_segment_ex", entry.segmentEx);
+    resolve("velin_status_message", entry.statusMessage);
     return entry;
 }
 

@@ -7,39 +7,22 @@
 #include <Velin/velin_c.h>
 
 #include <string>
+#include <type_traits>
 
 namespace velin_test {
 
-class LoadedLibrary {
-public:
-    explicit LoadedLibrary(const std::string& path);
-    ~LoadedLibrary();
-    LoadedLibrary(const LoadedLibrary&) = delete;
-    LoadedLibrary& operator=(const LoadedLibrary&) = delete;
-
-    bool loaded() const { return handle != nullptr; }
-    /// Why loading or the last lookup failed, for test messages.
-    const std::string& error() const { return lastError; }
-    /// The address of an exported function, or null.
-    void* symbol(const char* name);
-
-private:
-    void* handle = nullptr;
-    std::string lastError;
-};
-
-/// The C entry as a host sees it: four function pointers, all null when a lookup failed.
+/// The C entry as a host sees it: four function pointers, all null when the library could not be loaded.
 struct CEntry {
-    const char* (*version)(void) = nullptr;
-    int (*segment)(const unsigned char*, int, int, int, short*, short*, short*, short*, float, float, float,
-                   int) = nullptr;
-    int (*segmentEx)(const unsigned char*, int, int, int, short*, short*, short*, short*, float, float, float, int,
-                     velin_progress_fn, void*, int*) = nullptr;
-    const char* (*statusMessage)(int) = nullptr;
+    decltype(&velin_version) version = nullptr;
+    decltype(&velin_segment) segment = nullptr;
+    decltype(&velin_segment_ex) segmentEx = nullptr;
+    decltype(&velin_status_message) statusMessage = nullptr;
 
     bool complete() const { return version && segment && segmentEx && statusMessage; }
 };
 
-CEntry resolveCEntry(LoadedLibrary& library);
+/// Loads the library at `path` (kept loaded until the process ends) and resolves the C entry. On failure
+/// `error` says why and the missing functions stay null.
+CEntry loadCEntry(const std::string& path, std::string& error);
 
 }  // namespace velin_test
