@@ -54,6 +54,14 @@ inline Trace traceOf(const Ints& depths, int firstAScan = 0, int step = 1) {
     return t;
 }
 
+/// One field of every point of a segment, e.g. fieldOf(segment, &UpperPoint::limitDepth).
+template <class Field>
+std::vector<Field> fieldOf(const Segment& segment, Field UpperPoint::*member) {
+    std::vector<Field> out;
+    for (const UpperPoint& p : segment) out.push_back(p.*member);
+    return out;
+}
+
 template <class List>
 Ints depthsOf(const List& list) {
     Ints out;

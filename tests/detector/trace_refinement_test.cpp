@@ -6,14 +6,12 @@ namespace {
 // The image is 20 samples deep, so no snap window fits and only bridging and smoothing act.
 Ints bridged(int aScans, const std::vector<std::pair<int, int>>& raised, const Ints& weak) {
     auto d = makeDetector(20, aScans);
-    Trace lower = traceOf(Ints(static_cast<std::size_t>(aScans), 10));
-    ValueList weights(static_cast<std::size_t>(aScans), 1.0f);
+    d->upperTraces = {traceOf(Ints(aScans, 0))};
+    d->lowerTraces = {traceOf(Ints(aScans, 10))};
+    d->lowerWeights = {ValueList(aScans, 1.0f)};
     for (const auto& r : raised)
-        for (int a = r.first; a <= r.second; ++a) lower[a].depth = 18;
-    for (int a : weak) weights[a] = 0.0f;
-    d->upperTraces.push_back(traceOf(Ints(static_cast<std::size_t>(aScans), 0)));
-    d->lowerTraces.push_back(lower);
-    d->lowerWeights.push_back(weights);
+        for (int a = r.first; a <= r.second; ++a) d->lowerTraces[0][a].depth = 18;
+    for (int a : weak) d->lowerWeights[0][a] = 0.0f;
     d->bridgeWeakRuns();
     return depthsOf(d->lowerTraces[0]);
 }
@@ -26,7 +24,7 @@ std::unique_ptr<VelinDetectorIpp> displacedRun(const std::function<int(int)>& pa
     auto d = makeDetector(320, 300, 1.0f);
     d->responseMin = -2.0f;
     Segment segment;
-    Trace upper, lower;
+    Ints lower;
     ValueList weights;
     CheckedList<CandidateList> candidates;
     for (int a = 0; a < 300; ++a) {
@@ -36,18 +34,15 @@ std::unique_ptr<VelinDetectorIpp> displacedRun(const std::function<int(int)>& pa
         row[p] = -2.0f;
         row[p - 12] = row[p + 14] = row[p + 30] = -1.0f;
         segment.push_back(UpperPoint{0, a, p, a, 1.0f});
-        upper.push_back(BoundaryPoint{0, a});
-        lower.push_back(BoundaryPoint{displaced ? p + 30 : p, a});
+        lower.push_back(displaced ? p + 30 : p);
         weights.push_back(displaced ? 0.0f : 1.0f);
         candidates.push_back(CandidateList{{p - 12, a, -1.0f}, {p + 14, a, -1.0f}, {p + 30, a, -1.0f}});
     }
     d->upperSegments.push_back(segment);
-    for (int c = 0; c < copies; ++c) {
-        d->upperTraces.push_back(upper);
-        d->lowerTraces.push_back(lower);
-        d->lowerWeights.push_back(weights);
-        d->candidateLists.push_back(candidates);
-    }
+    d->upperTraces = CheckedList<Trace>(copies, traceOf(Ints(300, 0)));
+    d->lowerTraces = CheckedList<Trace>(copies, traceOf(lower));
+    d->lowerWeights = CheckedList<ValueList>(copies, weights);
+    d->candidateLists = CheckedList<CheckedList<CandidateList>>(copies, candidates);
     return d;
 }
 
@@ -64,8 +59,7 @@ TEST(LineGuidedReselection, FitWeightsEachPointByItsResponse) {
     const Trace lower{{0, 0}, {0, 1}, {10, 1}};
     double a = 1.0, b = 1.0;
     ASSERT_TRUE(d->fitLocalLine(3, 0, lower, ValueList{1.0f, 1.0f, 1.0f}, a, b));
-    EXPECT_DOUBLE_EQ(b, 7.5);  // through (0, 0) and the weighted mean depth 7.5 at A-scan 1
-    EXPECT_DOUBLE_EQ(a, 0.0);
+    EXPECT_EQ(std::make_pair(a, b), std::make_pair(0.0, 7.5));  // through (0, 0) and the weighted mean at A-scan 1
     EXPECT_FALSE(d->fitLocalLine(3, 0, lower, ValueList{1.0f, 0.0f, 0.0f}, a, b));
 }
 
@@ -73,42 +67,38 @@ TEST(LineGuidedReselection, ReselectPointBiasAcceptanceAndClamps) {
     auto d = makeDetector(16, 2);
     auto pick = [&](int mode, const CandidateList& k, BoundaryPoint p, double a, double b = 0.0) {
         d->reselectPoint(mode, k, a, b, BoundaryPoint{50, 7}, p);
-        return p;
+        return p.depth;
     };
     const BoundaryPoint far{130, 7};
     const CandidateList k{{92, 7, -1.0f}, {110, 7, -1.0f}};
     // Mode 0 takes the candidate above only when it is nearer than 0.75 x the one below: 7.6 against
     // 10.4 (line at 99.6) is, 7.9 against 10.1 (line at 99.9) is not. Mode 1 takes the nearest.
-    EXPECT_EQ(pick(0, k, far, 99.6).depth, 92);
-    EXPECT_EQ(pick(0, k, far, 99.9).depth, 110);
-    EXPECT_EQ(pick(1, k, far, 99.9).depth, 92);
+    EXPECT_EQ(Ints({pick(0, k, far, 99.6), pick(0, k, far, 99.9), pick(1, k, far, 99.9)}), Ints({92, 110, 92}));
     // A point nearer than every candidate stays; a nearest candidate 30 or more away gives way to the last.
-    EXPECT_EQ(pick(1, k, BoundaryPoint{101, 7}, 99.9).depth, 101);
-    EXPECT_EQ(pick(1, k, BoundaryPoint{200, 7}, 60.0).depth, 110);
+    EXPECT_EQ(Ints({pick(1, k, {101, 7}, 99.9), pick(1, k, {200, 7}, 60.0)}), Ints({101, 110}));
     // Without candidates the point moves onto the line, truncated, then under the upper point, and is
     // capped at 1022 from 1024 on.
-    EXPECT_EQ(pick(0, {}, far, 40.9, 2.0).depth, 54);
-    EXPECT_EQ(pick(0, {}, far, 20.0).depth, 50);
-    EXPECT_EQ(pick(0, {}, far, 1023.9).depth, 1023);
-    EXPECT_EQ(pick(0, {}, far, 1024.0).depth, 1022);
+    EXPECT_EQ(
+        Ints({pick(0, {}, far, 40.9, 2.0), pick(0, {}, far, 20.0), pick(0, {}, far, 1023.9), pick(0, {}, far, 1024.0)}),
+        Ints({54, 50, 1023, 1022}));
 }
 
 TEST(LineGuidedReselection, ALoneTraceIsReselectedCentredAndSplitAtItsBend) {
-    // One straight trace: lines centred on each point, the nearest candidate (12 above) wins.
-    auto d = displacedRun(flat, 1);
-    d->reselectLowerTraces();
-    EXPECT_EQ(d->lowerTraces[0][150].depth, 88);
-    // Several traces: lines through the points before, the deeper side (14 below) is preferred.
-    d = displacedRun(flat, 2);
-    d->reselectLowerTraces();
-    EXPECT_EQ(d->lowerTraces[0][150].depth, 114);
-    EXPECT_EQ(d->lowerTraces[1][150].depth, 114);
+    auto reselected = [](int (*path)(int), int copies) {
+        auto d = displacedRun(path, copies);
+        d->reselectLowerTraces();
+        Ints atDisplacedPoint;
+        for (const Trace& t : d->lowerTraces) atDisplacedPoint.push_back(t[150].depth);
+        return atDisplacedPoint;
+    };
+    // One straight trace: lines centred on each point, the nearest candidate (12 above) wins. Several traces:
+    // lines through the points before, the deeper side (14 below) is preferred.
+    EXPECT_EQ(reselected(flat, 1), Ints{88});
+    EXPECT_EQ(reselected(flat, 2), (Ints{114, 114}));
     // A V-shaped trace is cut at its apex, and each arm's lines lead back to the shallow candidate there;
     // lines centred across the apex average both arms and miss it.
-    d = displacedRun(vShape, 1);
-    d->reselectLowerTraces();
-    EXPECT_LT(d->lowerTraces[0][150].depth, vShape(150));
-    d = displacedRun(vShape, 1);
+    EXPECT_LT(reselected(vShape, 1)[0], vShape(150));
+    auto d = displacedRun(vShape, 1);
     d->reselectAlongLocalLines(d->upperTraces[0], d->lowerTraces[0], d->lowerWeights[0], d->candidateLists[0], 1);
     EXPECT_GT(d->lowerTraces[0][150].depth, vShape(150));
 }
@@ -118,15 +108,12 @@ TEST(WeakRunBridging, WeakPointsCloserThanTheMarkWidthAreBridgedByOneLine) {
     EXPECT_EQ(bridged(64, {{19, 23}}, {20, 22}), Ints(64, 10));
     // Four apart, A-scan 22 stays unmarked and anchors two runs, so its bump survives.
     EXPECT_GT(bridged(64, {{19, 25}}, {20, 24})[22], 10);
-}
-
-TEST(WeakRunBridging, MarkWidthAndSmoothingLengthFollowTheAScanCount) {
+    // The half-width follows the A-scan count: raised points inside the mark of the weak point at 100 go; a
+    // raised run just outside the mark of the weak point at 160 stays.
     for (const auto& c : {std::pair<int, int>{220, 1}, {221, 5}, {999, 5}, {1000, 10}}) {
-        // Raised points inside the mark of the weak point at 100 go; a raised run just outside the mark
-        // of the weak point at 160 stays.
         const int h = c.second;
         const Ints depths = bridged(c.first, {{101, 100 + h}, {161 + h, 164 + h}}, {100, 160});
-        for (int a = 100 - h; a <= 100 + h; ++a) EXPECT_EQ(depths[a], 10) << c.first << " at " << a;
+        EXPECT_EQ(Ints(depths.begin() + 100 - h, depths.begin() + 101 + h), Ints(2 * h + 1, 10)) << c.first;
         EXPECT_GT(depths[162 + h], 10) << c.first;
     }
     // A raised run of 8 survives smoothing of length 7, not of length 21.

@@ -50,13 +50,8 @@ struct RefineScene {
             s.push_back(UpperPoint{20, aScans[i], limits[i], aScans[i], weights[i]});
         d->upperSegments.push_back(s);
     }
-    template <class Field>
-    std::vector<Field> field(int k, Field UpperPoint::*member) {
-        std::vector<Field> out;
-        for (const UpperPoint& p : d->upperSegments[k]) out.push_back(p.*member);
-        return out;
-    }
-    Ints limits(int k) { return field(k, &UpperPoint::limitDepth); }
+    Ints limits(int k) { return fieldOf(d->upperSegments[k], &UpperPoint::limitDepth); }
+    Floats weights(int k) { return fieldOf(d->upperSegments[k], &UpperPoint::weight); }
 };
 
 }  // namespace
@@ -72,14 +67,11 @@ TEST(BuildUpperSegments, LimitsFollowThePeakTheSecondBandAndTheValley) {
         if (minimum == 18) continue;
         // The run leaves out the last record (row 10).
         const Segment& seg = s.d.upperSegments[0];
-        ASSERT_EQ(seg.size(), 9u);
-        const Ints limit{200, 200, 200, 249, 60, 369, 200, 200, 200};
-        const Floats weight{1, 1, 1, 1, 0, 0, 1, 1, 1};
-        for (int i = 0; i < 9; ++i) {
-            EXPECT_EQ(Ints({seg[i].aScan, seg[i].limitAScan}), Ints({i + 1, i + 1}));
-            EXPECT_EQ(seg[i].limitDepth, limit[i]) << "row " << i + 1;
-            EXPECT_EQ(seg[i].weight, weight[i]) << "row " << i + 1;
-        }
+        const Ints rows{1, 2, 3, 4, 5, 6, 7, 8, 9};
+        EXPECT_EQ(fieldOf(seg, &UpperPoint::aScan), rows);
+        EXPECT_EQ(fieldOf(seg, &UpperPoint::limitAScan), rows);
+        EXPECT_EQ(fieldOf(seg, &UpperPoint::limitDepth), (Ints{200, 200, 200, 249, 60, 369, 200, 200, 200}));
+        EXPECT_EQ(fieldOf(seg, &UpperPoint::weight), (Floats{1, 1, 1, 1, 0, 0, 1, 1, 1}));
     }
 }
 
@@ -135,8 +127,8 @@ TEST(RefineUpperPoints, PointsDarkerThanFourFifthsOfTheAverageLoseTheirWeight) {
     s.segment({5, 6, 7, 8, 9}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
     s.d->refineUpperPoints();
     EXPECT_EQ(s.limits(0), (Ints{110, 110, 110, 110, 110}));
-    EXPECT_EQ(s.field(0, &UpperPoint::weight), (Floats{1, 1, 1, 1, 1}));
-    EXPECT_EQ(s.field(1, &UpperPoint::weight), (Floats{1, 1, 1, 1, 0}));
+    EXPECT_EQ(s.weights(0), (Floats{1, 1, 1, 1, 1}));
+    EXPECT_EQ(s.weights(1), (Floats{1, 1, 1, 1, 0}));
 }
 
 TEST(RefineUpperPoints, WeakRunsAreBridgedOverTheAScanDistanceOfTheirEnds) {
@@ -150,7 +142,7 @@ TEST(RefineUpperPoints, WeakRunsAreBridgedOverTheAScanDistanceOfTheirEnds) {
     EXPECT_EQ(s.limits(1), (Ints{100, 101, 102, 103, 110}));
     EXPECT_EQ(s.limits(2), (Ints{100, 98, 95, 93, 90}));
     EXPECT_EQ(s.limits(3), (Ints{50, 100, 100, 60, 70}));
-    EXPECT_EQ(s.field(0, &UpperPoint::weight), (Floats{1, 0, 0, 0, 1}));
+    EXPECT_EQ(s.weights(0), (Floats{1, 0, 0, 0, 1}));
 }
 
 // The preparation of every B-scan of the layered volume up to the upper segments: each B-scan has segments,
