@@ -43,11 +43,11 @@ struct PointRows {
 PointRows readRows(const Matrix& upper, const Matrix& lower, const Matrix& values1, const Matrix& values2,
                    std::uint32_t i) {
     const bool inPlace = i < lower.getRowCount() && i < values1.getRowCount() && i < values2.getRowCount() &&
-                         upper.getColumnCount() >= 3 && lower.getColumnCount() >= 3 &&
-                         values1.getColumnCount() >= 4 && values2.getColumnCount() >= 4;
+                         upper.getColumnCount() >= 3 && lower.getColumnCount() >= 3 && values1.getColumnCount() >= 4 &&
+                         values2.getColumnCount() >= 4;
     if (inPlace) {
-        return PointRows{upper(i, 0), upper(i, 1), upper(i, 2), lower(i, 0),   lower(i, 1),
-                         lower(i, 2), values1(i, 3), values2(i, 3)};
+        return PointRows{upper(i, 0), upper(i, 1), upper(i, 2),   lower(i, 0),
+                         lower(i, 1), lower(i, 2), values1(i, 3), values2(i, 3)};
     }
     const VectorN r1 = upper.getRow(i);
     const VectorN r2 = lower.getRow(i);

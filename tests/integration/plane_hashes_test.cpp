@@ -69,15 +69,18 @@ PlaneHashes phantomHashes(const char* scanKind, const char* eye, int numBScans) 
 
 TEST(PlaneHashes, SyntheticLayeredVolume16x256x512) {
     const velin_test::SyntheticVolume v = velin_test::makeLayeredVolume(velin_test::SyntheticVolumeOptions{});
-    expectHashes(segmentAndHash(v.samples.data(), v.numBScans, v.numAScans, v.depth), {0xacb74fe952b0788dull, 0x3019075c42eb2308ull, 0x672e529cacebbddaull, 0xe16be8edcb9babd7ull});
+    expectHashes(segmentAndHash(v.samples.data(), v.numBScans, v.numAScans, v.depth),
+                 {0xacb74fe952b0788dull, 0x3019075c42eb2308ull, 0x672e529cacebbddaull, 0xe16be8edcb9babd7ull});
 }
 
 #if defined(VELIN_HAVE_IO)
 TEST(PlaneHashes, MacularPhantom128x512x1024) {
-    expectHashes(phantomHashes("macula", "OD", 128), {0x1a8b68a2081a14bbull, 0x4790d949e87277dbull, 0x71854b5cae4f411dull, 0xb0ddb146dd0a0e7cull});
+    expectHashes(phantomHashes("macula", "OD", 128),
+                 {0x1a8b68a2081a14bbull, 0x4790d949e87277dbull, 0x71854b5cae4f411dull, 0xb0ddb146dd0a0e7cull});
 }
 
 TEST(PlaneHashes, DiscPhantomLeftEye64x512x1024) {
-    expectHashes(phantomHashes("disc", "OS", 64), {0x6559ae88879a64beull, 0x8eeead7134a5995dull, 0x150f9f7744596ac5ull, 0x97bcf1897eccaea5ull});
+    expectHashes(phantomHashes("disc", "OS", 64),
+                 {0x6559ae88879a64beull, 0x8eeead7134a5995dull, 0x150f9f7744596ac5ull, 0x97bcf1897eccaea5ull});
 }
 #endif
