@@ -12,17 +12,22 @@ using D = std::vector<double>;
 const int kBorder = 5;
 using DepthAt = std::function<double(int x, int z)>;
 
-// Corrects one point per B-scan at A-scan `x` (none where the depth is kGap) and returns the new depths.
-D corrected(double x, const D& depths) {
+// The lists after cross-scan correction over `aScans` A-scans.
+MatrixList correct(MatrixList list, int aScans) {
     VelinDetectorIpp detector;
-    detector.numAScans = 4;
-    detector.numBScans = static_cast<int>(depths.size());
+    detector.numAScans = aScans;
+    detector.numBScans = static_cast<int>(list.size());
+    detector.correctAcrossScans(list, 2);
+    return list;
+}
+
+// One point per B-scan at A-scan `x` (none where the depth is kGap), corrected: the new depths.
+D corrected(double x, const D& depths) {
     MatrixList list;
     for (std::size_t z = 0; z < depths.size(); ++z)
         list.push_back(depths[z] == kGap ? Matrix(0, 3) : Matrix(1, 3, {x, depths[z], double(z)}));
-    detector.correctAcrossScans(list, 2);
     D out;
-    for (const Matrix& m : list) out.push_back(m.getRowCount() == 0 ? kGap : m(0, 1));
+    for (const Matrix& m : correct(list, 4)) out.push_back(m.getRowCount() == 0 ? kGap : m(0, 1));
     return out;
 }
 
@@ -38,9 +43,7 @@ BorderedGrid grid(int rows, int columns, const std::function<float(int row, int 
 // after the final volume pass.
 struct Volume : VelinDetectorIpp {
     Volume(int aScans, int bScans, int level, const DepthAt& upper, const DepthAt& lower) {
-        numAScans = aScans;
-        numBScans = bScans;
-        optionFlag = level;
+        numAScans = aScans, numBScans = bScans, optionFlag = level;
         for (int z = 0; z < bScans; ++z) {
             Matrix b1(aScans, 3), b2(aScans, 3), v1(aScans, 4), v2(aScans, 4);
             for (int x = 0; x < aScans; ++x) {
@@ -75,13 +78,8 @@ TEST(CrossScanCorrection, RecursiveFilterWithTruncatingDivisionOverRunsSplitByGa
     EXPECT_EQ(corrected(0, {kGap, 7.9, -1.5, kGap, 3.2, kGap}), (D{kGap, 7, -1, kGap, 3, kGap}));
 
     // Of two rows at one position the later wins; coordinates become whole numbers.
-    VelinDetectorIpp detector;
-    detector.numAScans = 3;
-    detector.numBScans = 2;
-    MatrixList list{Matrix(2, 3, {2.7, 2.0, 30.0, 40.0, 0.0, 0.0}), Matrix()};
-    detector.correctAcrossScans(list, 2);
-    EXPECT_EQ(D({list[0](0, 0), list[0](0, 1), list[0](1, 1)}), D({2.0, 40.0, 40.0}));
-    EXPECT_EQ(list[1].getRowCount(), 0u);
+    const MatrixList list = correct({Matrix(2, 3, {2.7, 2.0, 30.0, 40.0, 0.0, 0.0}), Matrix()}, 3);
+    EXPECT_EQ(D({list[0](0, 0), list[0](0, 1), list[0](1, 1), double(list[1].getRowCount())}), D({2.0, 40.0, 40.0, 0}));
 }
 
 TEST(SurfaceGapFilling, TakesTheFirstRawValueOfTheNeighbourhood) {
@@ -103,17 +101,12 @@ TEST(SurfaceGapFilling, TakesTheFirstRawValueOfTheNeighbourhood) {
     EXPECT_EQ(closed[kBorder][4 + kBorder], 0.0f);
 }
 
-TEST(SurfaceDiffusion, SpreadsOneCellPerStepAndLosesNothingAtTheEdges) {
+TEST(SurfaceDiffusion, LosesNothingAtTheEdgesAndReplicatesTheBorder) {
     // One hot cell in the middle and one in a corner, from which no heat may leave the volume.
     const BorderedGrid filled =
         grid(31, 31, [](int r, int c) { return (r == 15 && c == 15) || r + c == 0 ? 1000.0f : 0.0f; });
     BorderedGrid surface(filled.getRows(), filled.getColumns(), kBorder);
     diffuseSurface(filled, surface, 7, 0.2);
-    const int centre = 15 + kBorder;
-    EXPECT_GT(surface[centre][centre + 7], 0.0f);
-    EXPECT_EQ(surface[centre][centre + 8], 0.0f);
-    EXPECT_GT(surface[centre + 4][centre - 3], 0.0f);
-    EXPECT_EQ(surface[centre + 4][centre - 4], 0.0f);
     double total = 0.0;
     for (int r = kBorder; r < filled.getRows() - kBorder; ++r)
         for (int c = kBorder; c < filled.getColumns() - kBorder; ++c) total += surface[r][c];
@@ -135,8 +128,7 @@ TEST(FinalVolumePass, SmoothingLevelSetsTheNumberOfDiffusionSteps) {
 
 TEST(FinalVolumePass, LowerStaysBelowUpperAndMissingSurfacesDropPoints) {
     Volume crossing(6, 4, 0, constant(100.0), constant(50.0));
-    EXPECT_EQ(crossing.lower(3, 2), 100.0);
-    EXPECT_EQ(crossing.valueList2[2](3, 3), 0.25);
+    EXPECT_EQ(D({crossing.lower(3, 2), crossing.valueList2[2](3, 3)}), D({100.0, 0.25}));
 
     Volume missing(6, 4, 0, constant(-1.0), constant(80.0));
     EXPECT_EQ(D({missing.upper(1, 1), missing.lower(1, 1)}), D({-1.0, -1.0}));
@@ -149,8 +141,7 @@ TEST(FinalVolumePass, PointIsDroppedOnlyWhenBothBoundariesLieFarBelow) {
     const DepthAt upper = [](int x, int z) { return x == 10 && z == 10 ? 121.0 : 100.0; };
     const DepthAt deepLower = [](int x, int z) { return x == 10 && z == 10 ? 171.0 : 150.0; };
     Volume kept(21, 21, 0, upper, constant(150.0));
-    ASSERT_EQ(kept.upper(10, 10), 100.0) << "the premise of this test";
-    EXPECT_EQ(kept.valueList1[10](10, 3), 0.5);
+    EXPECT_EQ(D({kept.upper(10, 10), kept.valueList1[10](10, 3)}), D({100.0, 0.5}));
 
     Volume dropped(21, 21, 0, upper, deepLower);
     EXPECT_EQ(D({dropped.upper(10, 10), dropped.lower(10, 10), dropped.valueList1[10](10, 3)}), D({-1.0, -1.0, 0.0}));

@@ -144,27 +144,3 @@ TEST(RefineUpperPoints, WeakRunsAreBridgedOverTheAScanDistanceOfTheirEnds) {
     EXPECT_EQ(s.limits(3), (Ints{50, 100, 100, 60, 70}));
     EXPECT_EQ(s.weights(0), (Floats{1, 0, 0, 0, 1}));
 }
-
-// The preparation of every B-scan of the layered volume up to the upper segments: each B-scan has segments,
-// and their points lie on the top of the nerve-fibre layer.
-TEST(UpperPreparationOnSyntheticVolume, EveryBScanYieldsASegmentOnTheTopOfTheBrightBand) {
-    const SyntheticVolume v = makeLayeredVolume(SyntheticVolumeOptions{});
-    VelinDetectorIpp d;
-    d.setParameters(v.samples.data(), v.numAScans, v.depth, v.numBScans, 100.0f, 0.0f, 0.0f, 0);
-    ASSERT_TRUE(d.setupVolume());
-    for (int b = 0; b < v.numBScans; ++b) {
-        d.upperTraces.clear();
-        d.upperSegments.clear();
-        d.filterStageMark = 0;
-        ASSERT_TRUE(d.loadBScan(b) && d.runFilterStage() && d.linkMaskEdges() && d.buildUpperSegments()) << b;
-        int points = 0;
-        for (const Segment& segment : d.upperSegments) {
-            for (const UpperPoint& p : segment) {
-                ++points;
-                const int top = v.top[static_cast<std::size_t>(b) * v.numAScans + p.aScan];
-                EXPECT_LE(std::abs(p.depth - top), 3) << "B-scan " << b << ", A-scan " << p.aScan;
-            }
-        }
-        EXPECT_GT(points, v.numAScans / 2) << "B-scan " << b;
-    }
-}

@@ -31,11 +31,6 @@ struct Planes {
     std::vector<short> p1, p2, p3, p4;
 };
 
-// Large enough for real-sized filters, small enough to run quickly.
-velin_test::SyntheticVolume smallVolume(int numBScans = 12, int numAScans = 128, int depth = 320) {
-    return velin_test::makeLayeredVolume(velin_test::SyntheticVolumeOptions{numBScans, numAScans, depth});
-}
-
 void recordProgress(int done, int total, void* user) {
     static_cast<std::vector<std::pair<int, int>>*>(user)->emplace_back(done, total);
 }
@@ -43,7 +38,7 @@ void recordProgress(int done, int total, void* user) {
 }  // namespace
 
 TEST(SegmentationCall, LeavesThePlanesUntouchedWithoutEnoughBScansOrWithoutTissue) {
-    const velin_test::SyntheticVolume layered = smallVolume(10, 64, 160);
+    const velin_test::SyntheticVolume layered = velin_test::makeLayeredVolume({10, 64, 160});
     Planes planes(10 * 64);
     // Nine B-scans of a volume that would segment well.
     CVelinLayerSegment().VelinLayerSegment(layered.samples.data(), 9, 64, 160, planes.p1.data(), planes.p2.data(),
@@ -60,7 +55,8 @@ TEST(SegmentationCall, LeavesThePlanesUntouchedWithoutEnoughBScansOrWithoutTissu
 }
 
 TEST(SegmentationCall, SegmentsASyntheticVolumeReportingEveryBScanAndWritingEveryPosition) {
-    const velin_test::SyntheticVolume v = smallVolume();
+    // Large enough for real-sized filters, small enough to run quickly.
+    const velin_test::SyntheticVolume v = velin_test::makeLayeredVolume({12, 128, 320});
     Planes planes(v.top.size());
     std::vector<std::pair<int, int>> progress;
     int segmented = -1;
@@ -80,29 +76,40 @@ TEST(SegmentationCall, SegmentsASyntheticVolumeReportingEveryBScanAndWritingEver
     }
 }
 
-// The filter stage accepts every B-scan; its mask covers the nerve-fibre layer, is clear above it, and its
-// top edge lies on the top of the layer.
-TEST(FilterStageOnSyntheticVolume, AcceptsEveryBScanAndTheMaskCoversTheNerveFibreLayer) {
-    const velin_test::SyntheticVolume v = smallVolume();
-    VelinDetectorIpp detector;
-    detector.setParameters(v.samples.data(), v.numAScans, v.depth, v.numBScans, 100.0f, 0.0f, 0.0f, 0);
-    ASSERT_TRUE(detector.setupVolume());
+// The preparation of every B-scan: the filter stage accepts it, and its mask covers the nerve-fibre layer, is
+// clear above it, and has its top edge on the top of the layer; the upper segments built from the mask edges
+// follow the top of the layer.
+TEST(PreparationOnSyntheticVolume, MaskCoversTheNerveFibreLayerAndUpperSegmentsFollowItsTop) {
+    const velin_test::SyntheticVolume v = velin_test::makeLayeredVolume(velin_test::SyntheticVolumeOptions{});
+    VelinDetectorIpp d;
+    d.setParameters(v.samples.data(), v.numAScans, v.depth, v.numBScans, 100.0f, 0.0f, 0.0f, 0);
+    ASSERT_TRUE(d.setupVolume());
+    const int rows = v.numAScans - 2;
     for (int b = 0; b < v.numBScans; ++b) {
-        ASSERT_TRUE(detector.loadBScan(b) && detector.runFilterStage()) << "B-scan " << b;
-        int covered = 0, clearAbove = 0, edgesNearTop = 0;
-        for (int a = 1; a < v.numAScans - 1; ++a) {
-            const std::size_t position = static_cast<std::size_t>(b) * v.numAScans + a;
-            const std::uint8_t* mask = detector.maskImage.getRow(a);
-            const int top = v.top[position];
+        d.upperTraces.clear();
+        d.upperSegments.clear();
+        d.filterStageMark = 0;
+        ASSERT_TRUE(d.loadBScan(b) && d.runFilterStage()) << "B-scan " << b;
+        const int* top = &v.top[static_cast<std::size_t>(b) * v.numAScans];
+        const int* bottom = &v.nflBottom[static_cast<std::size_t>(b) * v.numAScans];
+        int covered = 0, clearAbove = 0, edgesNearTop = 0, points = 0;
+        for (int a = 1; a <= rows; ++a) {
+            const std::uint8_t* mask = d.maskImage.getRow(a);
             auto set = [](std::uint8_t m) { return m != 0; };
-            covered += std::all_of(mask + top + 3, mask + v.nflBottom[position] - 3, set);
-            clearAbove += std::none_of(mask + 1, mask + std::max(1, top - 6), set);
-            edgesNearTop += std::abs(static_cast<int>(std::find_if(mask + 1, mask + v.depth, set) - mask) - top) <= 4;
+            covered += std::all_of(mask + top[a] + 3, mask + bottom[a] - 3, set);
+            clearAbove += std::none_of(mask + 1, mask + std::max(1, top[a] - 6), set);
+            edgesNearTop +=
+                std::abs(static_cast<int>(std::find_if(mask + 1, mask + v.depth, set) - mask) - top[a]) <= 4;
         }
-        const int rows = v.numAScans - 2;
-        EXPECT_EQ(covered, rows) << "B-scan " << b;
-        EXPECT_EQ(clearAbove, rows) << "B-scan " << b;
+        EXPECT_EQ(std::make_pair(covered, clearAbove), std::make_pair(rows, rows)) << "B-scan " << b;
         EXPECT_GE(edgesNearTop, rows * 95 / 100) << "B-scan " << b;
+        ASSERT_TRUE(d.linkMaskEdges() && d.buildUpperSegments()) << "B-scan " << b;
+        for (const Segment& segment : d.upperSegments)
+            for (const UpperPoint& p : segment) {
+                ++points;
+                EXPECT_LE(std::abs(p.depth - top[p.aScan]), 3) << "B-scan " << b << ", A-scan " << p.aScan;
+            }
+        EXPECT_GT(points, v.numAScans / 2) << "B-scan " << b;
     }
 }
 
@@ -121,8 +128,7 @@ TEST(FilterStageOnSampleScan, AcceptsThePaddedSampleBScanAsOneLayer) {
                     &padded[a * kPaddedDepth]);
     VelinDetectorIpp detector;
     detector.setParameters(padded.data(), volume.numAScans, kPaddedDepth, 1, 100.0f, 0.0f, 0.0f, 0);
-    ASSERT_TRUE(detector.setupVolume());
-    ASSERT_TRUE(detector.loadBScan(0) && detector.runFilterStage());
+    ASSERT_TRUE(detector.setupVolume() && detector.loadBScan(0) && detector.runFilterStage());
     Trace edge;
     EXPECT_TRUE(detector.checkMaskLayer(edge, false));
     EXPECT_GE(edge.size(), static_cast<std::size_t>(volume.numAScans) * 9 / 10);
