@@ -117,27 +117,23 @@ TEST(SurfaceDiffusion, LosesNothingAtTheEdgesAndReplicatesTheBorder) {
 // The smoothing level shows in how far a tall point spreads along the A-scans, at most one cell per step.
 // Depth 0 counts as missing, so the point is first copied over A-scans 0 to 3. On this volume level 0 (ten
 // steps) reaches A-scan 13 and level 2 (thirty steps) A-scan 23, as measured.
-TEST(FinalVolumePass, SmoothingLevelSetsTheNumberOfDiffusionSteps) {
+TEST(FinalVolumePass, DiffusionStepsLowerUnderUpperAndDroppedPoints) {
     const DepthAt tall = [](int x, int z) { return x == 0 && z == 0 ? 1e9 : 0.0; };
     for (const auto& c : {std::pair<int, int>{0, 13}, {2, 23}}) {
         Volume v(40, 3, c.first, tall, constant(0.0));
         EXPECT_GT(v.upper(c.second, 1), 0.0) << c.first;
         EXPECT_EQ(v.upper(c.second + 1, 1), 0.0) << c.first;
     }
-}
 
-TEST(FinalVolumePass, LowerStaysBelowUpperAndMissingSurfacesDropPoints) {
     Volume crossing(6, 4, 0, constant(100.0), constant(50.0));
     EXPECT_EQ(D({crossing.lower(3, 2), crossing.valueList2[2](3, 3)}), D({100.0, 0.25}));
 
     Volume missing(6, 4, 0, constant(-1.0), constant(80.0));
     EXPECT_EQ(D({missing.upper(1, 1), missing.lower(1, 1)}), D({-1.0, -1.0}));
     EXPECT_EQ(D({missing.valueList1[1](1, 3), missing.valueList2[1](1, 3)}), D({0.0, 0.0}));
-}
 
-// One deep point on flat surfaces: diffusion spreads it, so it ends 21 samples below the smoothed upper
-// surface. It is dropped only when its lower boundary lies as far below the lower surface.
-TEST(FinalVolumePass, PointIsDroppedOnlyWhenBothBoundariesLieFarBelow) {
+    // One deep point on flat surfaces: diffusion spreads it, so it ends 21 samples below the smoothed upper
+    // surface. It is dropped only when its lower boundary lies as far below the lower surface.
     const DepthAt upper = [](int x, int z) { return x == 10 && z == 10 ? 121.0 : 100.0; };
     const DepthAt deepLower = [](int x, int z) { return x == 10 && z == 10 ? 171.0 : 150.0; };
     Volume kept(21, 21, 0, upper, constant(150.0));

@@ -63,7 +63,7 @@ TEST(FillShortGaps, InterpolatesWithIntegerTruncationOnlyBelowTheLimitBetweenVal
     EXPECT_LT(gapLimit(0.0f), 0);
 }
 
-TEST(ResultPlanes, WritesDepthsAndTruncatedValuesAtTheUpperRowsPositions) {
+TEST(ResultPlanes, WriteDepthsAndTruncatedValuesAtTheUpperRowsPositionsAndBridgeOnlyBetweenWrittenRows) {
     ShortPlane p1(3, 4), p2(3, 4), p3(3, 4), p4(3, 4);
     MatrixList b1{rows(3, {{1, 40.7, 0}, {2, 41, 0}})};
     // The lower row points elsewhere; its value still lands at the upper row's position.
@@ -75,24 +75,20 @@ TEST(ResultPlanes, WritesDepthsAndTruncatedValuesAtTheUpperRowsPositions) {
     EXPECT_EQ(V({p2[2][3], p2[1][0]}), V({60, 61}));
     EXPECT_EQ(V({p3[0][1], p3[0][2], p3[1][1]}), V({56, -56, 0}));
     EXPECT_EQ(V({p4[0][1], p4[0][2], p4[2][3]}), V({100, 99, 0}));
-}
 
-TEST(ResultPlanes, BridgesAcrossBScansOnlyBetweenWrittenRows) {
     // A-scan 0 is found in B-scans 0 and 3, A-scan 1 only in B-scan 5.
-    MatrixList b1, v1;
+    MatrixList boundaries, values;
     for (const Rows& points : std::vector<Rows>{{{0, 10, 0}}, {}, {}, {{0, 19, 3}}, {}, {{1, 7, 5}}}) {
-        b1.push_back(rows(3, points));
-        v1.push_back(rows(4, points));
+        boundaries.push_back(rows(3, points));
+        values.push_back(rows(4, points));
     }
     for (int maxGap : {3, 4}) {
-        ShortPlane p1(6, 2), p2(6, 2), p3(6, 2), p4(6, 2);
-        fillResultPlanes(b1, b1, v1, v1, maxGap, p1, p2, p3, p4);
-        const V column0{p1[0][0], p1[1][0], p1[2][0], p1[3][0], p1[4][0], p1[5][0]};
+        ShortPlane q1(6, 2), q2(6, 2), q3(6, 2), q4(6, 2);
+        fillResultPlanes(boundaries, boundaries, values, values, maxGap, q1, q2, q3, q4);
+        const V column0{q1[0][0], q1[1][0], q1[2][0], q1[3][0], q1[4][0], q1[5][0]};
         EXPECT_EQ(column0, (maxGap == 4 ? V{10, 13, 16, 19, -1, -1} : V{10, -1, -1, 19, -1, -1}));
-        EXPECT_EQ(p2[2][0], maxGap == 4 ? 16 : -1);
-        EXPECT_EQ(p1[4][1], -1);
-        EXPECT_EQ(p3[1][0], 0);  // bridged positions get no value
-        EXPECT_EQ(p3[3][0], 50);
+        // The lower plane is bridged alike, A-scan 1 stays open, and bridged positions get no value.
+        EXPECT_EQ(V({q2[2][0], q1[4][1], q3[1][0], q3[3][0]}), V({std::int16_t(maxGap == 4 ? 16 : -1), -1, 0, 50}));
     }
 }
 

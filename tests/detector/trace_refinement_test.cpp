@@ -51,7 +51,7 @@ int vShape(int a) { return 100 + std::abs(a - 150); }
 
 }  // namespace
 
-TEST(LineGuidedReselection, FitWeightsEachPointByItsResponse) {
+TEST(LineGuidedReselection, FitWeightsEachPointByItsResponseAndReselectPointBiasAcceptanceAndClamps) {
     auto d = makeDetector(16, 2);
     d->responseMin = -4.0f;
     d->responseImage.getRow(0)[0] = d->responseImage.getRow(1)[0] = -4.0f;
@@ -61,10 +61,7 @@ TEST(LineGuidedReselection, FitWeightsEachPointByItsResponse) {
     ASSERT_TRUE(d->fitLocalLine(3, 0, lower, ValueList{1.0f, 1.0f, 1.0f}, a, b));
     EXPECT_EQ(std::make_pair(a, b), std::make_pair(0.0, 7.5));  // through (0, 0) and the weighted mean at A-scan 1
     EXPECT_FALSE(d->fitLocalLine(3, 0, lower, ValueList{1.0f, 0.0f, 0.0f}, a, b));
-}
 
-TEST(LineGuidedReselection, ReselectPointBiasAcceptanceAndClamps) {
-    auto d = makeDetector(16, 2);
     auto pick = [&](int mode, const CandidateList& k, BoundaryPoint p, double a, double b = 0.0) {
         d->reselectPoint(mode, k, a, b, BoundaryPoint{50, 7}, p);
         return p.depth;

@@ -63,7 +63,7 @@ TEST(ResponseExtrema, ValleysAndPeaksArePlacedAtTheMiddleOfTheirFloorOrTop) {
     EXPECT_EQ(Extrema({5, 5, 5, 5, 5, 5, 0, 5, 5, 5, 0, 5, 5, 5, 5}, 2, 7).minima.size(), 1u);
 }
 
-TEST(SmoothDepths, TheWindowFollowsTheTraceLengthAndTheCentreIsLeftOut) {
+TEST(TraceSmoothing, MedianWindowSnapToTheLeastResponseAndBridgingBelowTheMeanWeight) {
     auto smoothed = [](Trace t) {
         VelinDetectorIpp().smoothDepths(t, 7);
         return t;
@@ -74,13 +74,6 @@ TEST(SmoothDepths, TheWindowFollowsTheTraceLengthAndTheCentreIsLeftOut) {
     // n = 10 < 2 * 7 gives a window of 4, which the median treats as 3.
     EXPECT_EQ(depthsOf(smoothed(traceOf({10, 30, 12, 14, 40, 16, 18, 20, 50, 22}))),
               (Ints{10, 11, 13, 14, 16, 17, 18, 19, 21, 22}));
-    // A three-sample spike survives a median of 5 but not the full window of 7.
-    Ints spiked(20, 50);
-    spiked[9] = spiked[10] = spiked[11] = 80;
-    EXPECT_EQ(depthsOf(smoothed(traceOf(spiked))), Ints(20, 50));
-}
-
-TEST(SnapToResponseMinimum, MovesToTheShallowestLeastValueAwayFromTheFrame) {
     VelinDetectorIpp d;
     fillImage(d.responseImage, 30, 1, [](int x, int) {
         return x == 12 || x == 17 ? -3.0f : x == 2 || x == 27 ? -9.0f : 0.0f;
@@ -88,9 +81,7 @@ TEST(SnapToResponseMinimum, MovesToTheShallowestLeastValueAwayFromTheFrame) {
     Trace t = traceOf({15, 5, 25, 6, 24}, 0, 0);
     d.snapToResponseMinimum(d.responseImage, t, 5);
     EXPECT_EQ(depthsOf(t), (Ints{12, 5, 25, 2, 27}));
-}
 
-TEST(BridgeBelowMeanWeight, WeakRunsFollowTheLineBetweenTheirAnchors) {
     auto bridged = [](Trace t, const ValueList& weights) {
         VelinDetectorIpp().bridgeBelowMeanWeight(t, weights);
         return depthsOf(t);
@@ -102,15 +93,12 @@ TEST(BridgeBelowMeanWeight, WeakRunsFollowTheLineBetweenTheirAnchors) {
               (Ints{0, 15, 30, 30, 40, 50, 60}));
 }
 
-TEST(LinkMaskEdges, AnEdgeJumpBeyondTheToleranceBreaksTheForwardRun) {
+TEST(LinkMaskEdges, JumpToleranceChainStartAndEndAndTheCutBetweenOverlappingChains) {
     EXPECT_EQ(MaskScene(250).band(1, 10, 100).band(11, 248, 140).chains(), (Chains{{1, 248, 100}}));
     EXPECT_EQ(MaskScene(250).band(1, 10, 100).band(11, 248, 141).chains(), (Chains{{11, 248, 141}}));
     // Below 200 A-scans the tolerance is 20 samples.
     EXPECT_EQ(MaskScene(150).band(1, 10, 100).band(11, 148, 120).chains(), (Chains{{1, 148, 100}}));
     EXPECT_EQ(MaskScene(150).band(1, 10, 100).band(11, 148, 121).chains(), (Chains{{11, 148, 121}}));
-}
-
-TEST(LinkMaskEdges, TheForwardStartNeedsOneLinkedPointFewerThanTheBackwardEnd) {
     // 29 points before a jump start the forward chain, which then is too short to keep: only the backward
     // chain remains.
     EXPECT_EQ(MaskScene(250).band(1, 29, 100).band(30, 248, 200).chains(), (Chains{{248, 30, 200}}));
@@ -125,13 +113,12 @@ TEST(SnapTracesToResponseMaximum, SearchesFromThePointNearTheTopAndAddsTwo) {
     auto d = std::make_unique<VelinDetectorIpp>();
     fillImage(d->responseImage, 100, 2, 0.0f);
     EXPECT_FALSE(d->snapTracesToResponseMaximum(d->responseImage));
-    float* shallow = d->responseImage.getRow(0);
-    shallow[8] = 5.0f;  // above a point at depth 10, whose search starts at 10 itself
-    shallow[12] = shallow[14] = 3.0f;
-    float* deeper = d->responseImage.getRow(1);
-    deeper[7] = deeper[9] = 4.0f;  // a point at depth 30 searches from 5; the first maximum wins
+    // A point at depth 10 searches from 10 itself, so the higher maximum at 8 stays unseen; a point at depth 30
+    // searches from 5, and the first of two equal maxima wins.
+    fillImage(d->responseImage, 100, 2, [](int x, int y) {
+        return y == 0 ? (x == 8 ? 5.0f : x == 12 || x == 14 ? 3.0f : 0.0f) : (x == 7 || x == 9 ? 4.0f : 0.0f);
+    });
     d->upperTraces = {Trace{{10, 0}}, Trace{{30, 1}}};
     EXPECT_TRUE(d->snapTracesToResponseMaximum(d->responseImage));
-    EXPECT_EQ(d->upperTraces[0][0].depth, 14);
-    EXPECT_EQ(d->upperTraces[1][0].depth, 9);
+    EXPECT_EQ(Ints({d->upperTraces[0][0].depth, d->upperTraces[1][0].depth}), Ints({14, 9}));
 }

@@ -75,7 +75,7 @@ TEST(BuildUpperSegments, LimitsFollowThePeakTheSecondBandAndTheValley) {
     }
 }
 
-TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScan) {
+TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScanAndAShrunkWindowIsCarriedOn) {
     // Rows 1..8 at depth 50, then rows 11..19 at depth 53 (a break) or 51 (no break). Records cover rows
     // 2..8 (6 steps: too short) and 11..18 (7 steps: kept, but for its last record).
     SegmentScene s(Profile::Layered);
@@ -88,9 +88,7 @@ TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScan) {
     const Segment& broken = s.d.upperSegments[0];
     EXPECT_EQ(Ints({int(broken.size()), broken.front().aScan, broken.back().aScan}), Ints({7, 11, 17}));
     EXPECT_EQ(Ints({int(s.d.upperSegments[1].size()), s.d.upperSegments[1].front().aScan}), Ints({14, 2}));
-}
 
-TEST(BuildUpperSegments, AShrunkWindowIsCarriedToTheNextChain) {
     // Alone, the chain at depth 50 finds the peak at 75 within the window of 100. After a point at depth 360
     // the window is 400 - 360 - 2 = 38, so the peak is sought only up to 50 + 19 and found at 68.
     for (bool deepChainFirst : {false, true}) {
@@ -102,7 +100,7 @@ TEST(BuildUpperSegments, AShrunkWindowIsCarriedToTheNextChain) {
     }
 }
 
-TEST(RefineUpperPoints, LimitsMoveToTheFirstStrongestResponseWithinReach) {
+TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndWeakRunsAreBridged) {
     RefineScene s;
     EXPECT_FALSE(s.d->refineUpperPoints());
     float* r = s.d->responseImage.getRow(10);
@@ -115,12 +113,10 @@ TEST(RefineUpperPoints, LimitsMoveToTheFirstStrongestResponseWithinReach) {
     s.segment({10, 11, 12, 13}, {100, 100, 250, 100}, {0, 0, 0, 0});
     EXPECT_TRUE(s.d->refineUpperPoints());
     EXPECT_EQ(s.limits(0), (Ints{130, 100, 298, 100}));
-}
 
-TEST(RefineUpperPoints, PointsDarkerThanFourFifthsOfTheAverageLoseTheirWeight) {
     // Layers between the response maximum (110) and minimum (120). Both averages are 95 (476 / 5, 475 / 5):
     // 5 * 76 = 380 is not below 4 * 95 = 380, but 5 * 75 = 375 is.
-    RefineScene s;
+    s = RefineScene();
     fillImage(s.d->responseImage, 300, 50, [](int x, int) { return x == 110 ? 5.0f : x == 120 ? -5.0f : 0.0f; });
     fillImage(s.d->smoothImage, 300, 50, [](int, int y) { return y == 4 ? 76 : y == 9 ? 75 : 100; });
     s.segment({0, 1, 2, 3, 4}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
@@ -129,10 +125,8 @@ TEST(RefineUpperPoints, PointsDarkerThanFourFifthsOfTheAverageLoseTheirWeight) {
     EXPECT_EQ(s.limits(0), (Ints{110, 110, 110, 110, 110}));
     EXPECT_EQ(s.weights(0), (Floats{1, 1, 1, 1, 1}));
     EXPECT_EQ(s.weights(1), (Floats{1, 1, 1, 1, 0}));
-}
 
-TEST(RefineUpperPoints, WeakRunsAreBridgedOverTheAScanDistanceOfTheirEnds) {
-    RefineScene s;
+    s = RefineScene();
     s.segment({10, 11, 12, 13, 14}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
     s.segment({20, 21, 22, 23, 28}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
     s.segment({40, 41, 42, 43, 44}, {100, 0, 0, 0, 90}, {1, 0, 0, 0, 1});

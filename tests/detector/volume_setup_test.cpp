@@ -117,12 +117,10 @@ TEST(Diffusion, MovesEachInteriorPixelAFifthAlongTheLaplacianAndLeavesTheFrame) 
     VelinDetectorIpp detector;
     ippImage32f image;
     fillImage(image, 5, 5, [](int x, int y) { return x == 2 && y == 2 ? 10.0f : x == 2 && y == 0 ? 5.0f : 0.0f; });
-    detector.diffuse(image, 0, 0.2);
-    EXPECT_EQ(image.getRow(2)[2], 10.0f);
     detector.diffuse(image, 1, 0.2);
     // The centre keeps a fifth, (2, 1) gets 0.2 * (10 + 5), the diagonal nothing, the frame stays.
-    const float after[] = {image.getRow(2)[2], image.getRow(1)[2], image.getRow(2)[1], image.getRow(1)[1]};
-    const float expected[] = {2.0f, 3.0f, 2.0f, 0.0f};
-    for (int i = 0; i < 4; ++i) EXPECT_FLOAT_EQ(after[i], expected[i]) << i;
-    EXPECT_EQ(image.getRow(0)[2], 5.0f);
+    const float after[] = {image.getRow(2)[2], image.getRow(1)[2], image.getRow(2)[1], image.getRow(1)[1],
+                           image.getRow(0)[2]};
+    const float expected[] = {2.0f, 3.0f, 2.0f, 0.0f, 5.0f};
+    for (int i = 0; i < 5; ++i) EXPECT_FLOAT_EQ(after[i], expected[i]) << i;
 }
