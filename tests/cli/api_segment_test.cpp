@@ -20,9 +20,7 @@ using velin::Result;
 using velin::VolumeView;
 
 velin_test::SyntheticVolume layered(int numBScans, int numAScans, int depth) {
-    velin_test::SyntheticVolumeOptions synth;
-    synth.numBScans = numBScans, synth.numAScans = numAScans, synth.depth = depth;
-    return velin_test::makeLayeredVolume(synth);
+    return velin_test::makeLayeredVolume({numBScans, numAScans, depth});
 }
 
 VolumeView viewOf(const velin_test::SyntheticVolume& v) {
@@ -45,14 +43,10 @@ Planes legacyPlanes(const velin_test::SyntheticVolume& v, const Options& o) {
 
 // Mean absolute distance to the truth over the positions with a boundary, and the share of such positions.
 std::pair<double, double> errorAndFound(const std::vector<std::int16_t>& plane, const std::vector<int>& truth) {
-    double sum = 0.0;
-    std::size_t found = 0;
-    for (std::size_t i = 0; i < truth.size(); ++i) {
-        if (plane[i] < 0) continue;
-        sum += std::fabs(static_cast<double>(plane[i]) - truth[i]);
-        ++found;
-    }
-    return {found ? sum / found : std::numeric_limits<double>::infinity(), static_cast<double>(found) / truth.size()};
+    double sum = 0.0, found = 0.0;
+    for (std::size_t i = 0; i < truth.size(); ++i)
+        if (plane[i] >= 0) sum += std::fabs(plane[i] - truth[i]), found += 1.0;
+    return {found > 0.0 ? sum / found : std::numeric_limits<double>::infinity(), found / truth.size()};
 }
 
 TEST(ApiSegmentArguments, EachBadArgumentIsNamedWithItsValue) {

@@ -81,18 +81,16 @@ TEST(IoReaders, RawImgAndTiffVolumesRoundTripIntoTheLibraryLayout) {
     const int nb = 3, na = 5, nd = 7;
     const std::vector<std::uint8_t> samples = io_test::patternedSamples(nb, na, nd);
     const auto expected = std::make_pair(std::vector<int>{nb, na, nd}, samples);
-    io_test::writeBytes(dir.file("cube.raw"), samples);
-    EXPECT_EQ(contents(readVolume(dir.file("cube.raw"), shape(nb, na, nd))), expected);
+    const std::string raw = dir.write("cube.raw", samples);
+    EXPECT_EQ(contents(readVolume(raw, shape(nb, na, nd))), expected);
     // The same volume stored depth-major within each B-scan (rows of A-scan samples) and upside down.
-    io_test::writeBytes(dir.file("rows.raw"), reordered(samples, nb, na, nd, [&](int b, int a, int d) {
-                            return (b * nd + nd - 1 - d) * na + a;
-                        }));
-    EXPECT_EQ(contents(readVolume(dir.file("rows.raw"), shape(nb, na, nd, "BDA", "D"))), expected);
+    const auto rows =
+        reordered(samples, nb, na, nd, [&](int b, int a, int d) { return (b * nd + nd - 1 - d) * na + a; });
+    EXPECT_EQ(contents(readVolume(dir.write("rows.raw", rows), shape(nb, na, nd, "BDA", "D"))), expected);
     // Flipping B-scans and A-scans as well: each axis reverses independently.
     EXPECT_EQ(
-        readVolume(dir.file("cube.raw"), shape(nb, na, nd, "BAD", "ba")).samples,
+        readVolume(raw, shape(nb, na, nd, "BAD", "ba")).samples,
         reordered(samples, nb, na, nd, [&](int b, int a, int d) { return ((nb - 1 - b) * na + na - 1 - a) * nd + d; }));
-
     writeTiffStack(dir.file("stack.tif"), samples, nb, na, nd);
     EXPECT_EQ(contents(readVolume(dir.file("stack.tif"), {})), expected);
 
@@ -100,20 +98,16 @@ TEST(IoReaders, RawImgAndTiffVolumesRoundTripIntoTheLibraryLayout) {
     // and spacing come from the name, which gives A-scans x B-scans.
     const std::vector<std::uint8_t> device =
         reordered(samples, nb, na, nd, [&](int b, int a, int d) { return (b * nd + nd - 1 - d) * na + na - 1 - a; });
-    const std::string macula = dir.file("P0001_Macular Cube 5x3_9-21-2010_11-42-13_OS_sn0415_cube_z.img");
-    io_test::writeBytes(macula, device);
-    const Volume v = readVolume(macula, {});
+    const Volume v =
+        readVolume(dir.write("P0001_Macular Cube 5x3_9-21-2010_11-42-13_OS_sn0415_cube_z.img", device), {});
     EXPECT_EQ(contents(v), expected);
     EXPECT_EQ(v.eye + " " + v.scanKind, "OS macula");
     EXPECT_EQ(std::vector<double>({v.spacingAScanUm, v.spacingBScanUm}), std::vector<double>({1200, 2000}));  // 6 mm
     EXPECT_DOUBLE_EQ(v.spacingDepthUm, 2000.0 / 7);  // 2 mm over the depth
-    const std::string disc = dir.file("X_Optic Disc Cube 5x3_1-1-2001_1-1-1_OD_sn1_cube_raw.img");
-    io_test::writeBytes(disc, device);
-    const Volume d = readVolume(disc, {});
+    const Volume d = readVolume(dir.write("X_Optic Disc Cube 5x3_1-1-2001_1-1-1_OD_sn1_cube_raw.img", device), {});
     EXPECT_EQ(d.eye + " " + d.scanKind, "OD disc");
     // A name without the cube size needs the shape from the user.
-    io_test::writeBytes(dir.file("export.img"), device);
-    const Volume unnamed = readVolume(dir.file("export.img"), shape(nb, na, 0));
+    const Volume unnamed = readVolume(dir.write("export.img", device), shape(nb, na, 0));
     EXPECT_EQ(contents(unnamed), expected);
     EXPECT_TRUE(unnamed.scanKind.empty());
 }
@@ -125,32 +119,33 @@ TEST(IoNpyReader, ReadsUint8VolumesOfEveryHeaderVersionAndFortranOrderAndScalesF
     velin::io::writeNpy(dir.file("v1.npy"), samples.data(), nb, na, nd);
     EXPECT_EQ(readVolume(dir.file("v1.npy"), {}).samples, samples);
     for (int major : {2, 3}) {
-        io_test::writeBytes(dir.file("v.npy"), io_test::npyBytes(npyDict("|u1", "(2, 3, 4)"), samples, major));
-        EXPECT_EQ(readVolume(dir.file("v.npy"), {}).samples, samples) << "version " << major;
+        const std::string path = dir.write("v.npy", io_test::npyBytes(npyDict("|u1", "(2, 3, 4)"), samples, major));
+        EXPECT_EQ(readVolume(path, {}).samples, samples) << "version " << major;
     }
     const auto fortran = reordered(samples, nb, na, nd, [&](int b, int a, int d) { return b + nb * (a + na * d); });
-    io_test::writeBytes(dir.file("f.npy"), io_test::npyBytes(npyDict("|u1", "(2, 3, 4)", true), fortran));
-    EXPECT_EQ(readVolume(dir.file("f.npy"), {}).samples, samples);
+    const std::string fortranPath = dir.write("f.npy", io_test::npyBytes(npyDict("|u1", "(2, 3, 4)", true), fortran));
+    EXPECT_EQ(readVolume(fortranPath, {}).samples, samples);
 
     const std::vector<float> values = {0.0f, 0.0625f, 1.0f, 4.0f, -1.0f, 3.4028235e38f};
-    io_test::writeBytes(dir.file("float.npy"), io_test::npyBytes(npyDict("<f4", "(1, 2, 3)"), rawBytesOf(values)));
+    const std::vector<double> wide = {-2.0, 0.0, 2.0, 1.0};
+    const std::string floats =
+        dir.write("float.npy", io_test::npyBytes(npyDict("<f4", "(1, 2, 3)"), rawBytesOf(values)));
+    const std::string doubles =
+        dir.write("double.npy", io_test::npyBytes(npyDict("<f8", "(1, 1, 4)"), rawBytesOf(wide)));
     ReadOptions options;
     options.scale = ScaleRule::FourthRoot;
-    EXPECT_EQ(readVolume(dir.file("float.npy"), options).samples, (std::vector<std::uint8_t>{0, 128, 255, 255, 0, 0}));
+    EXPECT_EQ(readVolume(floats, options).samples, (std::vector<std::uint8_t>{0, 128, 255, 255, 0, 0}));
     options.scale = ScaleRule::Clip255;
-    EXPECT_EQ(readVolume(dir.file("float.npy"), options).samples, (std::vector<std::uint8_t>{0, 0, 1, 4, 0, 255}));
-    const std::vector<double> wide = {-2.0, 0.0, 2.0, 1.0};
-    io_test::writeBytes(dir.file("double.npy"), io_test::npyBytes(npyDict("<f8", "(1, 1, 4)"), rawBytesOf(wide)));
+    EXPECT_EQ(readVolume(floats, options).samples, (std::vector<std::uint8_t>{0, 0, 1, 4, 0, 255}));
     options.scale = ScaleRule::MinMax;
-    EXPECT_EQ(readVolume(dir.file("double.npy"), options).samples, (std::vector<std::uint8_t>{0, 128, 255, 191}));
+    EXPECT_EQ(readVolume(doubles, options).samples, (std::vector<std::uint8_t>{0, 128, 255, 191}));
 }
 
 // Each message names the file and what was expected and found; no reader changes the file it refused.
 TEST(IoReaders, DamagedFilesAndBadOptionsGiveClearErrorsAndLeaveTheFileAlone) {
     io_test::ScratchDir dir;
     const auto file = [&dir](const std::string& name, const std::vector<std::uint8_t>& bytes) {
-        io_test::writeBytes(dir.file(name), bytes);
-        return dir.file(name);
+        return dir.write(name, bytes);
     };
     const auto u1 = [](const std::string& shape, const std::vector<std::uint8_t>& data) {
         return io_test::npyBytes(npyDict("|u1", shape), data);

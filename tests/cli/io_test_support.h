@@ -15,25 +15,6 @@
 
 namespace io_test {
 
-/// A fresh folder under the system's temporary directory, removed with everything in it at scope exit.
-class ScratchDir {
-public:
-    ScratchDir() { std::filesystem::create_directories(path_); }
-    ~ScratchDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    const std::filesystem::path path_ =
-        std::filesystem::temp_directory_path() /
-        ("velin-io-test-" + std::to_string(std::random_device()()) + "-" + std::to_string(std::random_device()()));
-};
-
 inline void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -45,6 +26,30 @@ inline std::vector<std::uint8_t> readBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
+
+/// A fresh folder under the system's temporary directory, removed with everything in it at scope exit.
+class ScratchDir {
+public:
+    ScratchDir() { std::filesystem::create_directories(path_); }
+    ~ScratchDir() {
+        std::error_code ec;
+        std::filesystem::remove_all(path_, ec);
+    }
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
+    std::string file(const std::string& name) const { return (path_ / name).string(); }
+    /// Writes the bytes as the file `name` in the folder and returns its path.
+    std::string write(const std::string& name, const std::vector<std::uint8_t>& bytes) const {
+        writeBytes(file(name), bytes);
+        return file(name);
+    }
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    const std::filesystem::path path_ =
+        std::filesystem::temp_directory_path() /
+        ("velin-io-test-" + std::to_string(std::random_device()()) + "-" + std::to_string(std::random_device()()));
+};
 
 /// Passes when `text` contains `part`, and shows the whole text when it does not.
 inline ::testing::AssertionResult contains(const std::string& text, const std::string& part) {
@@ -73,12 +78,10 @@ inline std::string readError(const std::string& path, const velin::io::ReadOptio
 inline std::vector<std::uint8_t> npyBytes(const std::string& dict, const std::vector<std::uint8_t>& data,
                                           int major = 1) {
     const std::size_t preamble = major == 1 ? 10 : 12;
-    std::string header = dict;
-    header.append(63 - (preamble + header.size()) % 64, ' ').push_back('\n');
-    std::vector<std::uint8_t> bytes = {0x93, 'N', 'U', 'M', 'P', 'Y', static_cast<std::uint8_t>(major), 0};
-    bytes.insert(bytes.end(),
-                 {static_cast<std::uint8_t>(header.size() & 0xFF), static_cast<std::uint8_t>(header.size() >> 8)});
-    if (major != 1) bytes.insert(bytes.end(), {0, 0});
+    const std::string header = dict + std::string(63 - (preamble + dict.size()) % 64, ' ') + '\n';
+    const auto length = static_cast<std::uint8_t>(header.size());  // under 256 for every header used here
+    std::vector<std::uint8_t> bytes = {0x93, 'N', 'U', 'M', 'P', 'Y', static_cast<std::uint8_t>(major), 0, length, 0};
+    bytes.resize(preamble, 0);  // versions 2 and 3 give the length in 4 bytes
     bytes.insert(bytes.end(), header.begin(), header.end());
     bytes.insert(bytes.end(), data.begin(), data.end());
     return bytes;
@@ -87,12 +90,11 @@ inline std::vector<std::uint8_t> npyBytes(const std::string& dict, const std::ve
 /// A volume in the library's layout whose every sample differs from its neighbours along each axis, so that
 /// a transposition or flip in the wrong place changes the comparison.
 inline std::vector<std::uint8_t> patternedSamples(int numBScans, int numAScans, int depth) {
-    std::vector<std::uint8_t> samples(static_cast<std::size_t>(numBScans) * numAScans * depth);
+    std::vector<std::uint8_t> samples;
     for (int b = 0; b < numBScans; ++b)
         for (int a = 0; a < numAScans; ++a)
             for (int d = 0; d < depth; ++d)
-                samples[(static_cast<std::size_t>(b) * numAScans + a) * depth + d] =
-                    static_cast<std::uint8_t>(b * 101 + a * 7 + d * 3 + (a * d) % 5);
+                samples.push_back(static_cast<std::uint8_t>(b * 101 + a * 7 + d * 3 + (a * d) % 5));
     return samples;
 }
 

@@ -49,8 +49,7 @@ std::vector<std::uint8_t> buildVol(std::int32_t pattern, const std::vector<doubl
 TEST(IoVolReader, DecodesHeaderPixelsAndOrdersVolumeScansSuperiorFirst) {
     io_test::ScratchDir dir;
     // Stored inferior first (larger fundus y), as these exports do.
-    io_test::writeBytes(dir.file("scan.vol"), buildVol(3, {2.0, 1.5, 1.0}));
-    const Volume v = readVolume(dir.file("scan.vol"), {});
+    const Volume v = readVolume(dir.write("scan.vol", buildVol(3, {2.0, 1.5, 1.0})), {});
     ASSERT_EQ(std::vector<int>({v.numBScans, v.numAScans, v.depth}), std::vector<int>({3, 4, 5}));
     EXPECT_EQ(v.eye, "OS");
     EXPECT_NEAR(v.spacingAScanUm, 11.8206, 1e-9);
@@ -61,8 +60,7 @@ TEST(IoVolReader, DecodesHeaderPixelsAndOrdersVolumeScansSuperiorFirst) {
             for (std::uint32_t d = 0; d < 5; ++d)
                 ASSERT_EQ(v.samples[(b * 4 + a) * 5 + d], (2 - b) * 20 + d * 3 + a) << b << "," << a << "," << d;
     // Other scan patterns keep the file's order.
-    io_test::writeBytes(dir.file("radial.vol"), buildVol(5, {2.0, 1.5, 1.0}));
-    EXPECT_EQ(readVolume(dir.file("radial.vol"), {}).samples[0], 0);
+    EXPECT_EQ(readVolume(dir.write("radial.vol", buildVol(5, {2.0, 1.5, 1.0})), {}).samples[0], 0);
 }
 
 TEST(IoVolReader, TrailingGridDataIsAcceptedButMissingBytesAndBadMarkersAreNot) {
@@ -70,8 +68,7 @@ TEST(IoVolReader, TrailingGridDataIsAcceptedButMissingBytesAndBadMarkersAreNot) 
     const std::vector<std::uint8_t> good = buildVol(3, {0.0, 1.0, 2.0});
     std::vector<std::uint8_t> bytes = good;
     bytes.resize(bytes.size() + 132, 1);
-    io_test::writeBytes(dir.file("grid.vol"), bytes);
-    EXPECT_EQ(readVolume(dir.file("grid.vol"), {}).numBScans, 3);
+    EXPECT_EQ(readVolume(dir.write("grid.vol", bytes), {}).numBScans, 3);
 
     struct Case {
         std::vector<std::string> expected;
@@ -88,8 +85,7 @@ TEST(IoVolReader, TrailingGridDataIsAcceptedButMissingBytesAndBadMarkersAreNot) 
     for (const Case& c : cases) {
         bytes = good;
         c.damage(bytes);
-        io_test::writeBytes(dir.file("bad.vol"), bytes);
-        const std::string message = io_test::readError(dir.file("bad.vol"));
+        const std::string message = io_test::readError(dir.write("bad.vol", bytes));
         for (const std::string& part : c.expected) EXPECT_TRUE(io_test::contains(message, part));
     }
 }
