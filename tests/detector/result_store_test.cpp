@@ -121,7 +121,7 @@ TEST(ResultStore, RowsFollowSegmentOrderAndEveryBScanAddsOneEntryToEachList) {
 }
 
 // Five B-scans (a few-scans volume) of which the second and fourth are dark and cannot succeed.
-TEST(VolumeDriver, EveryBScanLeavesOneEntryAndASecondRunReusesTheSetup) {
+TEST(VolumeDriver, EveryBScanLeavesOneEntryAndASecondRunGivesTheSameResult) {
     SyntheticVolume volume = makeLayeredVolume({5, 64, 160});
     for (std::size_t b : {1u, 3u}) std::fill_n(volume.samples.begin() + b * 64 * 160, 64 * 160, 0);
     VelinDetectorIpp detector;
@@ -129,9 +129,7 @@ TEST(VolumeDriver, EveryBScanLeavesOneEntryAndASecondRunReusesTheSetup) {
     const bool found = detector.detectVolume();
     EXPECT_EQ(detector.fewScansMode, 1);
     EXPECT_TRUE(found == (detector.successCount >= 1) && detector.successCount <= 3) << detector.successCount;
-    const auto* spec = detector.fftSpec;
     EXPECT_EQ(detector.detectVolume(), found);
-    EXPECT_EQ(detector.fftSpec, spec);
     for (const MatrixList* list :
          {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1, &detector.valueList2}) {
         ASSERT_EQ(list->size(), 5u);

@@ -13,34 +13,27 @@ struct Extrema {
     }
 };
 
-constexpr int kWidth = 300;
-
-// An empty mask of `height` A-scans. Each band added gets a response peak two samples above its top, where
-// the snap to the response puts the chain point back onto the top.
-struct MaskScene {
-    std::unique_ptr<VelinDetectorIpp> d = std::make_unique<VelinDetectorIpp>();
-    explicit MaskScene(int height) {
-        fillImage(d->maskImage, kWidth, height, 0);
-        fillImage(d->responseImage, kWidth, height, 0.0f);
-        d->dataFirstDepth = 5;
-        d->dataLastDepth = kWidth - 5;
-    }
-    MaskScene& band(int firstRow, int lastRow, int top, int bottom = kWidth) {
-        for (int y = firstRow; y <= lastRow; ++y) {
-            for (int x = top; x < bottom; ++x) d->maskImage.getRow(y)[x] = 255;
-            d->responseImage.getRow(y)[top - 2] = 1.0f;
-        }
-        return *this;
-    }
-    // (first A-scan, last A-scan, depth of the first point) of every chain.
-    std::vector<Ints> chains() {
-        EXPECT_TRUE(d->linkMaskEdges());
-        std::vector<Ints> out;
-        for (const Trace& t : d->upperTraces) out.push_back({t.front().aScan, t.back().aScan, t.front().depth});
-        return out;
-    }
-};
 using Chains = std::vector<Ints>;
+
+// The chains (first A-scan, last A-scan, depth of the first point) linked in a mask of 300 samples by `height`
+// A-scans with the given bands (first row, last row, top, end). Each band has a response peak two samples above
+// its top, where the snap to the response puts the chain point back onto the top.
+Chains chains(int height, const std::vector<std::array<int, 4>>& bands) {
+    VelinDetectorIpp d;
+    fillImage(d.maskImage, 300, height, 0);
+    fillImage(d.responseImage, 300, height, 0.0f);
+    d.dataFirstDepth = 5;
+    d.dataLastDepth = 295;
+    for (const auto& b : bands)
+        for (int y = b[0]; y <= b[1]; ++y) {
+            std::fill(d.maskImage.getRow(y) + b[2], d.maskImage.getRow(y) + b[3], 255);
+            d.responseImage.getRow(y)[b[2] - 2] = 1.0f;
+        }
+    EXPECT_TRUE(d.linkMaskEdges());
+    Chains out;
+    for (const Trace& t : d.upperTraces) out.push_back({t.front().aScan, t.back().aScan, t.front().depth});
+    return out;
+}
 
 }  // namespace
 
@@ -94,19 +87,19 @@ TEST(TraceSmoothing, MedianWindowSnapToTheLeastResponseAndBridgingBelowTheMeanWe
 }
 
 TEST(LinkMaskEdges, JumpToleranceChainStartAndEndAndTheCutBetweenOverlappingChains) {
-    EXPECT_EQ(MaskScene(250).band(1, 10, 100).band(11, 248, 140).chains(), (Chains{{1, 248, 100}}));
-    EXPECT_EQ(MaskScene(250).band(1, 10, 100).band(11, 248, 141).chains(), (Chains{{11, 248, 141}}));
+    EXPECT_EQ(chains(250, {{1, 10, 100, 300}, {11, 248, 140, 300}}), (Chains{{1, 248, 100}}));
+    EXPECT_EQ(chains(250, {{1, 10, 100, 300}, {11, 248, 141, 300}}), (Chains{{11, 248, 141}}));
     // Below 200 A-scans the tolerance is 20 samples.
-    EXPECT_EQ(MaskScene(150).band(1, 10, 100).band(11, 148, 120).chains(), (Chains{{1, 148, 100}}));
-    EXPECT_EQ(MaskScene(150).band(1, 10, 100).band(11, 148, 121).chains(), (Chains{{11, 148, 121}}));
+    EXPECT_EQ(chains(150, {{1, 10, 100, 300}, {11, 148, 120, 300}}), (Chains{{1, 148, 100}}));
+    EXPECT_EQ(chains(150, {{1, 10, 100, 300}, {11, 148, 121, 300}}), (Chains{{11, 148, 121}}));
     // 29 points before a jump start the forward chain, which then is too short to keep: only the backward
     // chain remains.
-    EXPECT_EQ(MaskScene(250).band(1, 29, 100).band(30, 248, 200).chains(), (Chains{{248, 30, 200}}));
+    EXPECT_EQ(chains(250, {{1, 29, 100, 300}, {30, 248, 200, 300}}), (Chains{{248, 30, 200}}));
     // 29 points after a jump do not end the backward chain, which starts before the jump instead.
-    EXPECT_EQ(MaskScene(250).band(1, 100, 100).band(101, 129, 200).chains(), (Chains{{1, 100, 100}, {100, 2, 100}}));
+    EXPECT_EQ(chains(250, {{1, 100, 100, 300}, {101, 129, 200, 300}}), (Chains{{1, 100, 100}, {100, 2, 100}}));
     // A deep layer in rows 1..59 and a shallow one in rows 40..98: the forward chain follows the deep layer
     // to row 59, the backward chain the shallow one to row 40; they are cut at (40 + 59) / 2 = 49.
-    EXPECT_EQ(MaskScene(100).band(1, 59, 100).band(40, 98, 60, 80).chains(), (Chains{{1, 49, 100}, {98, 48, 60}}));
+    EXPECT_EQ(chains(100, {{1, 59, 100, 300}, {40, 98, 60, 80}}), (Chains{{1, 49, 100}, {98, 48, 60}}));
 }
 
 TEST(SnapTracesToResponseMaximum, SearchesFromThePointNearTheTopAndAddsTwo) {

@@ -103,13 +103,13 @@ TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScanAndAShrunkWindow
 TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndWeakRunsAreBridged) {
     RefineScene s;
     EXPECT_FALSE(s.d->refineUpperPoints());
-    float* r = s.d->responseImage.getRow(10);
-    r[130] = r[140] = 5.0f;
-    r[160] = -5.0f;
-    for (int x = 0; x < 300; ++x) s.d->responseImage.getRow(11)[x] = static_cast<float>(-x);  // only falls
-    s.d->responseImage.getRow(12)[299] = 9.0f;  // the last column is never scanned
-    s.d->responseImage.getRow(12)[298] = 3.0f;
-    s.d->responseImage.getRow(13)[200] = 9.0f;  // limitDepth + 100 lies just out of reach
+    // The first of two strongest responses; none but falls; the last column is never scanned; limitDepth + 100
+    // lies just out of reach.
+    fillImage(s.d->responseImage, 300, 50, [](int x, int y) {
+        if (y == 10) return x == 130 || x == 140 ? 5.0f : x == 160 ? -5.0f : 0.0f;
+        if (y == 12) return x == 299 ? 9.0f : x == 298 ? 3.0f : 0.0f;
+        return y == 11 ? -static_cast<float>(x) : y == 13 && x == 200 ? 9.0f : 0.0f;
+    });
     s.segment({10, 11, 12, 13}, {100, 100, 250, 100}, {0, 0, 0, 0});
     EXPECT_TRUE(s.d->refineUpperPoints());
     EXPECT_EQ(s.limits(0), (Ints{130, 100, 298, 100}));
