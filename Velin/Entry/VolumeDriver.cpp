@@ -1,5 +1,8 @@
 #include <Velin/VelinDetectorIpp.h>
 
+#include <cstdint>
+#include <vector>
+
 namespace Orvan {
 namespace Velin {
 namespace {
@@ -29,6 +32,10 @@ bool VelinDetectorIpp::detectVolume() {
         if (progressCallback != nullptr) progressCallback(b + 1, numBScans, progressUser);
     }
     const bool found = successCount >= 1;
+    // The mask-cleaning queues are needed only per B-scan; released here, they do not add to the memory
+    // held while the consistency passes run and the planes are built, when the result lists are largest.
+    std::vector<std::int16_t>().swap(componentColumns);
+    std::vector<std::int16_t>().swap(componentRows);
 
     // Volumes with only one or two good B-scans count as found, but there is too little to make
     // neighbouring B-scans agree.
