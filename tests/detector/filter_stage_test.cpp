@@ -188,8 +188,7 @@ TEST(MaskLayerCheck, VerdictsOnPointCountDistanceFromTheDataEndsTissueAboveAndJu
         {"three jumps, not strict", threeJumps, 150, 0, 99, 1, false, true, -1},
         {"three jumps, normal volume", threeJumps, 150, 0, 99, 0, true, true, -1},
         // Steps of more than 40 A-scans between consecutive points are jumps too.
-        {"three gaps", steps({6, 47, 53, 94, 100, 141}, {30, -1, 30, -1, 30, -1, 30}), 150, 0, 99, 1, true, false, 25},
-        {"no tissue", steps({}, {100}), 150, 0, 99, 0, true, false, 0}};
+        {"three gaps", steps({6, 47, 53, 94, 100, 141}, {30, -1, 30, -1, 30, -1, 30}), 150, 0, 99, 1, true, false, 25}};
     // clang-format on
     for (const auto& c : cases) {
         auto d = maskCase(100, c.height, c.tissue, c.first, c.last, c.fewScans);

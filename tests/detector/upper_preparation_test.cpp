@@ -104,8 +104,6 @@ TEST(LinkMaskEdges, JumpToleranceChainStartAndEndAndTheCutBetweenOverlappingChai
 
 TEST(SnapTracesToResponseMaximum, SearchesFromThePointNearTheTopAndAddsTwo) {
     auto d = std::make_unique<VelinDetectorIpp>();
-    fillImage(d->responseImage, 100, 2, 0.0f);
-    EXPECT_FALSE(d->snapTracesToResponseMaximum(d->responseImage));
     // A point at depth 10 searches from 10 itself, so the higher maximum at 8 stays unseen; a point at depth 30
     // searches from 5, and the first of two equal maxima wins.
     fillImage(d->responseImage, 100, 2, [](int x, int y) {

