@@ -67,6 +67,7 @@ TEST(TraceSmoothing, MedianWindowSnapToTheLeastResponseAndBridgingBelowTheMeanWe
     // n = 10 < 2 * 7 gives a window of 4, which the median treats as 3.
     EXPECT_EQ(depthsOf(smoothed(traceOf({10, 30, 12, 14, 40, 16, 18, 20, 50, 22}))),
               (Ints{10, 11, 13, 14, 16, 17, 18, 19, 21, 22}));
+    // Each point moves to the shallowest least response within 5 samples, never into the frame.
     VelinDetectorIpp d;
     fillImage(d.responseImage, 30, 1, [](int x, int) {
         return x == 12 || x == 17 ? -3.0f : x == 2 || x == 27 ? -9.0f : 0.0f;

@@ -50,8 +50,6 @@ struct RefineScene {
             s.push_back(UpperPoint{20, aScans[i], limits[i], aScans[i], weights[i]});
         d->upperSegments.push_back(s);
     }
-    Ints limits(int k) { return fieldOf(d->upperSegments[k], &UpperPoint::limitDepth); }
-    Floats weights(int k) { return fieldOf(d->upperSegments[k], &UpperPoint::weight); }
 };
 
 }  // namespace
@@ -112,7 +110,7 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     });
     s.segment({10, 11, 12, 13}, {100, 100, 250, 100}, {0, 0, 0, 0});
     EXPECT_TRUE(s.d->refineUpperPoints());
-    EXPECT_EQ(s.limits(0), (Ints{130, 100, 298, 100}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::limitDepth), (Ints{130, 100, 298, 100}));
 
     // Layers between the response maximum (110) and minimum (120). Both averages are 95 (476 / 5, 475 / 5):
     // 5 * 76 = 380 is not below 4 * 95 = 380, but 5 * 75 = 375 is.
@@ -122,9 +120,9 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     s.segment({0, 1, 2, 3, 4}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
     s.segment({5, 6, 7, 8, 9}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
     s.d->refineUpperPoints();
-    EXPECT_EQ(s.limits(0), (Ints{110, 110, 110, 110, 110}));
-    EXPECT_EQ(s.weights(0), (Floats{1, 1, 1, 1, 1}));
-    EXPECT_EQ(s.weights(1), (Floats{1, 1, 1, 1, 0}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::limitDepth), (Ints{110, 110, 110, 110, 110}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::weight), (Floats{1, 1, 1, 1, 1}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[1], &UpperPoint::weight), (Floats{1, 1, 1, 1, 0}));
 
     s = RefineScene();
     s.segment({10, 11, 12, 13, 14}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
@@ -132,9 +130,9 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     s.segment({40, 41, 42, 43, 44}, {100, 0, 0, 0, 90}, {1, 0, 0, 0, 1});
     s.segment({30, 31, 32, 33, 34}, {50, 100, 100, 60, 70}, {0, 1, 1, 0, 0});  // weak ends stay
     s.d->refineUpperPoints();
-    EXPECT_EQ(s.limits(0), (Ints{100, 102, 105, 107, 110}));
-    EXPECT_EQ(s.limits(1), (Ints{100, 101, 102, 103, 110}));
-    EXPECT_EQ(s.limits(2), (Ints{100, 98, 95, 93, 90}));
-    EXPECT_EQ(s.limits(3), (Ints{50, 100, 100, 60, 70}));
-    EXPECT_EQ(s.weights(0), (Floats{1, 0, 0, 0, 1}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::limitDepth), (Ints{100, 102, 105, 107, 110}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[1], &UpperPoint::limitDepth), (Ints{100, 101, 102, 103, 110}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[2], &UpperPoint::limitDepth), (Ints{100, 98, 95, 93, 90}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[3], &UpperPoint::limitDepth), (Ints{50, 100, 100, 60, 70}));
+    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::weight), (Floats{1, 0, 0, 0, 1}));
 }
