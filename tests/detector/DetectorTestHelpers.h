@@ -37,11 +37,13 @@ void fillImage(Image& image, int width, int height, const Value& value) {
         }
 }
 
-/// A detector with `aScans` A-scans of `width` samples, flat intensity 100 and a response of `fill`.
+/// A detector with `aScans` A-scans of `width` samples, flat intensity and smoothed image 100 and a response of
+/// `fill`.
 inline std::unique_ptr<VelinDetectorIpp> makeDetector(int width, int aScans, float fill = 0.0f) {
     auto d = std::make_unique<VelinDetectorIpp>();
     d->numAScans = aScans;
     fillImage(d->intensityImage, width, aScans, 100);
+    fillImage(d->smoothImage, width, aScans, 100);
     fillImage(d->responseImage, width, aScans, fill);
     return d;
 }

@@ -37,20 +37,13 @@ struct SegmentScene {
     }
 };
 
-// Zero response and a uniformly grey smoothed image: limits stay and no point is dark unless a test says so.
-struct RefineScene {
-    std::unique_ptr<VelinDetectorIpp> d = std::make_unique<VelinDetectorIpp>();
-    RefineScene() {
-        fillImage(d->responseImage, 300, 50, 0.0f);
-        fillImage(d->smoothImage, 300, 50, 100);
-    }
-    void segment(const Ints& aScans, const Ints& limits, const std::vector<float>& weights) {
-        Segment s;
-        for (std::size_t i = 0; i < aScans.size(); ++i)
-            s.push_back(UpperPoint{20, aScans[i], limits[i], aScans[i], weights[i]});
-        d->upperSegments.push_back(s);
-    }
-};
+// A segment of points at depth 20 with the given A-scans, limit depths and weights.
+void addSegment(VelinDetectorIpp& d, const Ints& aScans, const Ints& limits, const Floats& weights) {
+    Segment s;
+    for (std::size_t i = 0; i < aScans.size(); ++i)
+        s.push_back(UpperPoint{20, aScans[i], limits[i], aScans[i], weights[i]});
+    d.upperSegments.push_back(s);
+}
 
 }  // namespace
 
@@ -99,40 +92,41 @@ TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScanAndAShrunkWindow
 }
 
 TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndWeakRunsAreBridged) {
-    RefineScene s;
-    EXPECT_FALSE(s.d->refineUpperPoints());
+    // Zero response and a uniformly grey smoothed image: limits stay and no point is dark unless set up so.
+    auto d = makeDetector(300, 50);
+    EXPECT_FALSE(d->refineUpperPoints());
     // The first of two strongest responses; none but falls; the last column is never scanned; limitDepth + 100
     // lies just out of reach.
-    fillImage(s.d->responseImage, 300, 50, [](int x, int y) {
+    fillImage(d->responseImage, 300, 50, [](int x, int y) {
         if (y == 10) return x == 130 || x == 140 ? 5.0f : x == 160 ? -5.0f : 0.0f;
         if (y == 12) return x == 299 ? 9.0f : x == 298 ? 3.0f : 0.0f;
         return y == 11 ? -static_cast<float>(x) : y == 13 && x == 200 ? 9.0f : 0.0f;
     });
-    s.segment({10, 11, 12, 13}, {100, 100, 250, 100}, {0, 0, 0, 0});
-    EXPECT_TRUE(s.d->refineUpperPoints());
-    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::limitDepth), (Ints{130, 100, 298, 100}));
+    addSegment(*d, {10, 11, 12, 13}, {100, 100, 250, 100}, {0, 0, 0, 0});
+    EXPECT_TRUE(d->refineUpperPoints());
+    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), (Ints{130, 100, 298, 100}));
 
     // Layers between the response maximum (110) and minimum (120). Both averages are 95 (476 / 5, 475 / 5):
     // 5 * 76 = 380 is not below 4 * 95 = 380, but 5 * 75 = 375 is.
-    s = RefineScene();
-    fillImage(s.d->responseImage, 300, 50, [](int x, int) { return x == 110 ? 5.0f : x == 120 ? -5.0f : 0.0f; });
-    fillImage(s.d->smoothImage, 300, 50, [](int, int y) { return y == 4 ? 76 : y == 9 ? 75 : 100; });
-    s.segment({0, 1, 2, 3, 4}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
-    s.segment({5, 6, 7, 8, 9}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
-    s.d->refineUpperPoints();
-    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::limitDepth), (Ints{110, 110, 110, 110, 110}));
-    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::weight), (Floats{1, 1, 1, 1, 1}));
-    EXPECT_EQ(fieldOf(s.d->upperSegments[1], &UpperPoint::weight), (Floats{1, 1, 1, 1, 0}));
+    d = makeDetector(300, 50);
+    fillImage(d->responseImage, 300, 50, [](int x, int) { return x == 110 ? 5.0f : x == 120 ? -5.0f : 0.0f; });
+    fillImage(d->smoothImage, 300, 50, [](int, int y) { return y == 4 ? 76 : y == 9 ? 75 : 100; });
+    addSegment(*d, {0, 1, 2, 3, 4}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
+    addSegment(*d, {5, 6, 7, 8, 9}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
+    d->refineUpperPoints();
+    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), (Ints{110, 110, 110, 110, 110}));
+    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::weight), (Floats{1, 1, 1, 1, 1}));
+    EXPECT_EQ(fieldOf(d->upperSegments[1], &UpperPoint::weight), (Floats{1, 1, 1, 1, 0}));
 
-    s = RefineScene();
-    s.segment({10, 11, 12, 13, 14}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
-    s.segment({20, 21, 22, 23, 28}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
-    s.segment({40, 41, 42, 43, 44}, {100, 0, 0, 0, 90}, {1, 0, 0, 0, 1});
-    s.segment({30, 31, 32, 33, 34}, {50, 100, 100, 60, 70}, {0, 1, 1, 0, 0});  // weak ends stay
-    s.d->refineUpperPoints();
-    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::limitDepth), (Ints{100, 102, 105, 107, 110}));
-    EXPECT_EQ(fieldOf(s.d->upperSegments[1], &UpperPoint::limitDepth), (Ints{100, 101, 102, 103, 110}));
-    EXPECT_EQ(fieldOf(s.d->upperSegments[2], &UpperPoint::limitDepth), (Ints{100, 98, 95, 93, 90}));
-    EXPECT_EQ(fieldOf(s.d->upperSegments[3], &UpperPoint::limitDepth), (Ints{50, 100, 100, 60, 70}));
-    EXPECT_EQ(fieldOf(s.d->upperSegments[0], &UpperPoint::weight), (Floats{1, 0, 0, 0, 1}));
+    d = makeDetector(300, 50);
+    addSegment(*d, {10, 11, 12, 13, 14}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
+    addSegment(*d, {20, 21, 22, 23, 28}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
+    addSegment(*d, {40, 41, 42, 43, 44}, {100, 0, 0, 0, 90}, {1, 0, 0, 0, 1});
+    addSegment(*d, {30, 31, 32, 33, 34}, {50, 100, 100, 60, 70}, {0, 1, 1, 0, 0});  // weak ends stay
+    d->refineUpperPoints();
+    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), (Ints{100, 102, 105, 107, 110}));
+    EXPECT_EQ(fieldOf(d->upperSegments[1], &UpperPoint::limitDepth), (Ints{100, 101, 102, 103, 110}));
+    EXPECT_EQ(fieldOf(d->upperSegments[2], &UpperPoint::limitDepth), (Ints{100, 98, 95, 93, 90}));
+    EXPECT_EQ(fieldOf(d->upperSegments[3], &UpperPoint::limitDepth), (Ints{50, 100, 100, 60, 70}));
+    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::weight), (Floats{1, 0, 0, 0, 1}));
 }
