@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iomanip>
 #include <map>
@@ -139,14 +140,13 @@ TEST(CliGrid, MacularCentreIsWhereTheRetinaIsThinnest) {
     const int rows = 40, cols = 60, depth = 100;
     const int foveaB = 22, foveaA = 26;
     std::vector<std::uint8_t> samples(static_cast<std::size_t>(rows) * cols * depth, 30);
-    for (int b = 0; b < rows; ++b) {
+    for (int b = 0; b < rows; ++b)
         for (int a = 0; a < cols; ++a) {
             std::uint8_t* aScan = &samples[(static_cast<std::size_t>(b) * cols + a) * depth];
-            for (int d = 20; d < 24; ++d) aScan[d] = 250;
             const int band = std::hypot(b - foveaB, a - foveaA) <= 3.0 ? 60 : 80;
-            for (int d = band; d < band + 4; ++d) aScan[d] = 200;
+            std::fill(aScan + 20, aScan + 24, 250);
+            std::fill(aScan + band, aScan + band + 4, 200);
         }
-    }
     const velin::VolumeView view{samples.data(), rows, cols, depth};
     const velin::Result result =
         resultOf(rows, cols, std::vector<std::int16_t>(rows * cols, 20), std::vector<std::int16_t>(rows * cols, 24));
