@@ -28,13 +28,10 @@ double median(std::vector<double> values) {
 }
 
 double meanNflThickness(const Phantom& p, int firstAScan, int lastAScan) {
-    double sum = 0.0;
-    int count = 0;
+    double sum = 0.0, count = 0.0;
     for (std::size_t i = 0; i < p.top.size(); ++i) {
         const int a = static_cast<int>(i % p.volume.numAScans);
-        if (p.top[i] < 0 || a < firstAScan || a > lastAScan) continue;
-        sum += p.nflBottom[i] - p.top[i];
-        ++count;
+        if (p.top[i] >= 0 && a >= firstAScan && a <= lastAScan) sum += p.nflBottom[i] - p.top[i], count += 1.0;
     }
     return sum / count;
 }
