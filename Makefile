@@ -7,7 +7,7 @@ WIN_BUILD  ?= build-windows
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure build test test-unit test-sanitize demo clean windows test-windows
+.PHONY: all deps configure build test test-sanitize demo clean windows test-windows
 
 all: build
 

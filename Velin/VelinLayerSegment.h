@@ -9,7 +9,7 @@
 ///   plane2 depth of the lower boundary of the nerve-fibre layer, or -1;
 ///   plane3 normalised response at the upper point x 100; plane4 weight of the lower point x 100.
 /// The call returns without writing anything when numBScans < 10 or when no B-scan could be segmented.
-/// It checks nothing else: pointers and sizes must be valid (see <Velin/Segment.h> for a checked call).
+/// It checks nothing else: pointers and sizes must be valid (see <Velin/Api/Segment.h> for a checked call).
 class VELIN_API CVelinLayerSegment {
 public:
     CVelinLayerSegment();
