@@ -2,6 +2,7 @@
 
 // Small builders for the detector tests: images, traces and detectors set up by hand.
 
+#include <Velin/Image/IppPrimitives.h>
 #include <Velin/VelinDetectorIpp.h>
 
 #include "support/SyntheticVolume.h"
@@ -24,10 +25,19 @@ using namespace Orvan::Velin;
 using Ints = std::vector<int>;
 using Floats = std::vector<float>;
 
-/// Allocates `image` at width x height and sets pixel (x, y) to `value`, or to value(x, y) when it is callable.
+/// Allocates `image` at width x height (once: allocate() does not release an earlier buffer) and sets pixel
+/// (x, y) to `value`, or to value(x, y) when it is callable.
 template <class Image, class Value>
 void fillImage(Image& image, int width, int height, const Value& value) {
-    image.allocate(width, height);
+    if (image.getWidth() != width || image.getHeight() != height) {
+        if (image.getWidth() != -1) {
+            Orvan::Ipp::ippiFree(image.data);
+            delete[] image.rows;
+            image.data = nullptr;
+            image.rows = nullptr;
+        }
+        image.allocate(width, height);
+    }
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             if constexpr (std::is_invocable_v<Value, int, int>)
