@@ -77,7 +77,8 @@ void VelinDetectorIpp::bridgeWeakRuns() {
         const Trace& upper = upperTraces[k];
         const ValueList& weights = lowerWeights[k];
         for (std::size_t i = 0; i < upper.size(); ++i) {
-            if (weights[i] > 0.0f) continue;
+            // Only weights at or below zero mark; a NaN weight, which a zero response scale leaves, does not.
+            if (!(weights[i] <= 0.0f)) continue;
             const int a = upper[i].aScan;
             const int from = std::max(a - halfWidth, 0);
             const int to = std::min(a + halfWidth, aScans - 1);

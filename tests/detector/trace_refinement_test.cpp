@@ -4,14 +4,14 @@ namespace {
 
 // One trace over all A-scans at depth 10 with the given ranges raised to 18 and the given points weak.
 // The image is 20 samples deep, so no snap window fits and only bridging and smoothing act.
-Ints bridged(int aScans, const std::vector<std::pair<int, int>>& raised, const Ints& weak) {
+Ints bridged(int aScans, const std::vector<std::pair<int, int>>& raised, const Ints& weak, float weakWeight = 0.0f) {
     auto d = makeDetector(20, aScans);
     d->upperTraces = {traceOf(Ints(aScans, 0))};
     d->lowerTraces = {traceOf(Ints(aScans, 10))};
     d->lowerWeights = {ValueList(aScans, 1.0f)};
     for (const auto& r : raised)
         for (int a = r.first; a <= r.second; ++a) d->lowerTraces[0][a].depth = 18;
-    for (int a : weak) d->lowerWeights[0][a] = 0.0f;
+    for (int a : weak) d->lowerWeights[0][a] = weakWeight;
     d->bridgeWeakRuns();
     return depthsOf(d->lowerTraces[0]);
 }
@@ -100,6 +100,8 @@ TEST(LineGuidedReselection, ALoneTraceIsReselectedCentredAndSplitAtItsBend) {
 TEST(WeakRunBridging, WeakPointsCloserThanTheMarkWidthAreBridgedByOneLine) {
     // 64 A-scans: half-width 1. Weak points two apart mark 19..23 as one run, raised good point included.
     EXPECT_EQ(bridged(64, {{19, 23}}, {20, 22}), Ints(64, 10));
+    // Only weights at or below zero mark: NaN weights (a zero response scale) leave the raised run alone.
+    EXPECT_GT(bridged(64, {{19, 23}}, {20, 22}, std::nanf(""))[21], 10);
     // Four apart, A-scan 22 stays unmarked and anchors two runs, so its bump survives.
     EXPECT_GT(bridged(64, {{19, 25}}, {20, 24})[22], 10);
     // The half-width follows the A-scan count: raised points inside the mark of the weak point at 100 go; a
