@@ -22,8 +22,10 @@ ExceptionHandler::~ExceptionHandler() = default;
 // while another holds its own copy for the length of a report.
 boost::shared_ptr<ExceptionHandler> ExceptionHandler::setHandler(const boost::shared_ptr<ExceptionHandler>& handler) {
     if (!handler) {
+        // The trace names the function and its class rather than a build path, so it reads the same on
+        // every build of the library.
         throw NullPointerException("ExceptionHandler::setHandler(): handler must not be null.",
-                                   TracePoint("ExceptionHandler::setHandler", __FILE__, __LINE__));
+                                   TracePoint("setHandler", "ExceptionHandler", __LINE__));
     }
     return boost::atomic_exchange(&installedHandler(), handler);
 }

@@ -57,7 +57,9 @@ TEST(ExceptionHandlerInstallation, DefaultSetAndNullRejected) {
 
     HandlerGuard guard;
     EXPECT_EQ(guard.previous, original);
-    EXPECT_THROW(ExceptionHandler::setHandler(nullptr), NullPointerException);
+    const auto rejected = caught<NullPointerException>([] { ExceptionHandler::setHandler(nullptr); });
+    const TracePoint where = rejected.value().getTrace().getPoints().at(0);
+    EXPECT_EQ(std::string(where.getFunction()) + " in " + where.getFile(), "setHandler in ExceptionHandler");
     EXPECT_EQ(ExceptionHandler::getHandler(), guard.recorder);
 }
 
