@@ -39,10 +39,14 @@ TEST(ImageContainer, StepIsRowBytesRoundedUpTo32AndOnlyTheShortImageCountsItInEl
     EXPECT_EQ(bytesFrom(a.getData(), a.getRow(3)), 3 * 64);
     EXPECT_EQ(bytesFrom(a.getData(), a.getPixel(5, 2)), 2 * 64 + 5);
 
+    // Setup allocates exactly the images whose width is still -1.
     ippImage32f f;
+    EXPECT_TRUE(f.getWidth() == -1 && f.getHeight() == -1 && f.getStep() == -1 && f.getData() == nullptr);
     f.allocate(10, 6);
     EXPECT_EQ(bytesFrom(f.getData(), f.getRow(5)), 5 * 64);
     EXPECT_EQ(bytesFrom(f.getData(), f.getPixel(3, 2)), 2 * 64 + 4 * 3);
+    EXPECT_EQ(bytesFrom(f.getData(), f.getRoiOrigin(1)), 64 + 4);
+    EXPECT_TRUE(f.getRoiSize(1).width == 8 && f.getRoiSize(1).height == 4);
 
     // Row y of the 16-bit image starts 2*y*step bytes in, and getPixel agrees.
     ippImage16s s(16, 3);
