@@ -1,5 +1,6 @@
 #include "CliError.h"
 #include "Commands.h"
+#include "Interrupt.h"
 #include "PhantomFiles.h"
 #include "Progress.h"
 #include "VolumeJob.h"
@@ -76,13 +77,27 @@ private:
 };
 
 int runDemo(const DemoRequest& request) {
+    installInterruptHandler(stderrIsTerminal());
     const io::Phantom phantom = buildPhantom(request.phantom);
     const io::Volume& v = phantom.volume;
-    TemporaryFolder temporary;
-    const std::string volumePath = (temporary.path() / "phantom.npy").string();
-    writePhantom(volumePath, phantom);
-    std::printf("velin demo: phantom of %dx%dx%d (%s, %s) written to %s\n", v.numBScans, v.numAScans, v.depth,
-                v.scanKind.c_str(), v.eye.c_str(), volumePath.c_str());
+    // The phantom goes through a file so that the demo reads it as a user's volume is read. The file is gone
+    // before the long segmentation starts, and Ctrl-C meanwhile waits for its removal: nothing is left in the
+    // temporary folder.
+    io::Volume volume;
+    std::string volumePath;
+    {
+        const OutputWriting writing;
+        TemporaryFolder temporary;
+        volumePath = (temporary.path() / "phantom.npy").string();
+        writePhantom(volumePath, phantom);
+        try {
+            volume = io::readVolume(volumePath, {});
+        } catch (const io::VolumeFileError& e) {
+            throw CliError(e.what(), volumePath);
+        }
+    }
+    std::printf("velin demo: phantom of %dx%dx%d (%s, %s) written to and read back from %s\n", v.numBScans,
+                v.numAScans, v.depth, v.scanKind.c_str(), v.eye.c_str(), volumePath.c_str());
     std::fflush(stdout);
 
     // The .npy file carries samples only; the phantom's geometry and kind are passed on as a user would.
@@ -96,7 +111,7 @@ int runDemo(const DemoRequest& request) {
     const auto start = std::chrono::steady_clock::now();
     VolumeSummary summary;
     try {
-        summary = segmentFile(volumePath, request.output, settings,
+        summary = segmentVolume(volume, volumePath, request.output, settings,
                               [&board](int done, int total) { board.update(0, "phantom.npy", done, total); });
     } catch (const CliError& e) {
         board.finish(0, errorLine(e.what(), e.file()), true);

@@ -24,7 +24,7 @@ int runPhantom(const PhantomRequest& request) {
                 v.scanKind.c_str(), v.eye.c_str(), paths.volume.c_str());
     std::printf("velin: true boundaries -> %s, %s\n", paths.truthTop.c_str(), paths.truthBottom.c_str());
     if (v.spacingDepthUm > 0 && v.spacingAScanUm > 0 && v.spacingBScanUm > 0)
-        std::printf("velin: segment it with --spacing-um %g,%g,%g --grid %s --eye %s\n", v.spacingDepthUm,
+        std::printf("velin: segment it with --spacing-um %.10g,%.10g,%.10g --grid %s --eye %s\n", v.spacingDepthUm,
                     v.spacingAScanUm, v.spacingBScanUm, v.scanKind == "disc" ? "circle" : "etdrs", v.eye.c_str());
     return 0;
 }
@@ -43,10 +43,10 @@ void addPhantomOptions(CLI::App& cmd, PhantomSettings& settings) {
         ->check(CLI::Range(0.0, 10.0))
         ->default_str("1");
     cmd.add_option("--kind", settings.kind, "macula (a foveal pit) or disc (an optic-disc cup)")
-        ->check(CLI::IsMember({"macula", "disc"}))
+        ->transform(CLI::IsMember({"macula", "disc"}, CLI::ignore_case))
         ->default_str(settings.kind);
     cmd.add_option("--eye", settings.eye, "OD or OS: which side is nasal")
-        ->check(CLI::IsMember({"OD", "OS"}))
+        ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case))
         ->default_str(settings.eye);
 }
 

@@ -57,8 +57,62 @@ double scaleTop(const ThicknessMap& map) {
     return std::ceil(high / step) * step;
 }
 
-void drawGrid(RgbImage& image, const GridResult& grid, const Spacing& spacing, int left, int top, double pxPerA,
-              double pxPerB) {
+// Text readable on every colour of the map: white with a dark rim.
+void outlinedText(RgbImage& image, int x, int y, const std::string& text, int scale) {
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx)
+            if (dx != 0 || dy != 0) image.text(x + dx, y + dy, text, kBlack, scale);
+    image.text(x, y, text, kWhite, scale);
+}
+
+std::string meanText(double mean, const std::string& unit) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, unit == "um" ? "%.0f" : "%.1f", mean);
+    return buffer;
+}
+
+// Unit vector of a sector's direction on the picture: superior up, nasal to the right for a right eye and to
+// the left for a left eye. Zero for the central disc and the whole circle.
+void sectorDirection(const std::string& name, const std::string& eye, double& ux, double& uy) {
+    const double nasalX = eye == "OS" ? -1.0 : 1.0;
+    ux = uy = 0.0;
+    auto endsWith = [&name](const char* tail) {
+        const std::string t(tail);
+        return name.size() >= t.size() && name.compare(name.size() - t.size(), t.size(), t) == 0;
+    };
+    if (endsWith("superior")) uy = -1.0;
+    if (endsWith("inferior")) uy = 1.0;
+    if (endsWith("nasal")) ux = nasalX;
+    if (endsWith("temporal")) ux = -nasalX;
+}
+
+// Each sector's mean thickness written in it (ETDRS: at the middle of its ring; circle: just outside the
+// circle in the quadrant's direction), as clinical printouts show them.
+void drawSectorMeans(RgbImage& image, const GridResult& grid, const std::string& unit, double cx, double cy,
+                     double pxPerUmX, double pxPerUmY) {
+    const int scale = std::min(pxPerUmX, pxPerUmY) * 1000.0 >= 40.0 ? 2 : 1;
+    for (const SectorThickness& sector : grid.sectors) {
+        if (!std::isfinite(sector.mean) || sector.name == "all") continue;
+        double ux = 0.0, uy = 0.0;
+        sectorDirection(sector.name, grid.eye, ux, uy);
+        double radiusUm = 0.0;
+        if (grid.kind == GridKind::Circle)
+            radiusUm = kCircleDiameterMm * 500.0 + 250.0;
+        else if (sector.name.compare(0, 6, "inner_") == 0)
+            radiusUm = (kEtdrsDiametersMm[0] + kEtdrsDiametersMm[1]) * 250.0;
+        else if (sector.name.compare(0, 6, "outer_") == 0)
+            radiusUm = (kEtdrsDiametersMm[1] + kEtdrsDiametersMm[2]) * 250.0;
+        const std::string text = meanText(sector.mean, unit);
+        const double x = cx + ux * radiusUm * pxPerUmX, y = cy + uy * radiusUm * pxPerUmY;
+        // The central value sits below the centre mark, which would otherwise hide it.
+        const double shiftY = radiusUm == 0.0 ? 8.0 + RgbImage::textHeight(scale) / 2.0 : 0.0;
+        outlinedText(image, static_cast<int>(std::lround(x - RgbImage::textWidth(text, scale) / 2.0)),
+                     static_cast<int>(std::lround(y + shiftY - RgbImage::textHeight(scale) / 2.0)), text, scale);
+    }
+}
+
+void drawGrid(RgbImage& image, const GridResult& grid, const Spacing& spacing, const std::string& unit, int left,
+              int top, double pxPerA, double pxPerB) {
     if (grid.kind == GridKind::None || !spacing.lateralKnown()) return;
     const double cx = left + (grid.centre.aScan + 0.5) * pxPerA;
     const double cy = top + (grid.centre.bScan + 0.5) * pxPerB;
@@ -83,6 +137,7 @@ void drawGrid(RgbImage& image, const GridResult& grid, const Spacing& spacing, i
     const int x = static_cast<int>(std::lround(cx)), y = static_cast<int>(std::lround(cy));
     image.line(x - 5, y, x + 5, y, kWhite);
     image.line(x, y - 5, x, y + 5, kWhite);
+    drawSectorMeans(image, grid, unit, cx, cy, pxPerUmX, pxPerUmY);
 }
 
 }  // namespace
@@ -97,18 +152,26 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
 
     const double top = scaleTop(map);
     const double step = niceStep(top);
-    const std::string title = std::string("RNFL thickness ") + map.unit();
+    // The unit in brackets and, when a grid fixed the orientation, the eye the sides are named for.
+    std::string title = std::string("RNFL thickness (") + map.unit() + ")";
+    const bool oriented = grid.kind != GridKind::None && !grid.eye.empty();
+    if (oriented) title += ", " + grid.eye + (grid.eyeAssumed ? " assumed" : "");
     const int textHeight = RgbImage::textHeight(kTextScale);
+    const int letterWidth = RgbImage::textWidth("S", kTextScale);
     const int labelWidth = RgbImage::textWidth(numberText(top), kTextScale);
     const int barHeight = std::max(mapHeight, 160);
+    // Room around the map for the letters of the four sides.
+    const int sideRoom = oriented ? letterWidth + 6 : 0;
+    const int topRoom = oriented ? textHeight + 4 : 0;
 
-    const int mapLeft = kMargin, mapTop = kMargin + textHeight + kMargin;
-    const int barLeft = mapLeft + mapWidth + 2 * kMargin;
-    const int width = std::max(barLeft + kBarWidth + 6 + labelWidth + kMargin,
-                               mapLeft + RgbImage::textWidth(title, kTextScale) + kMargin);
-    const int height = mapTop + std::max(mapHeight, barHeight) + 2 * kMargin + 2 * textHeight + kMargin;
+    const int mapLeft = kMargin + sideRoom, mapTop = kMargin + textHeight + kMargin + topRoom;
+    const int barLeft = mapLeft + mapWidth + sideRoom + 2 * kMargin;
+    const int width = std::max(barLeft + kBarWidth + 8 + labelWidth + kMargin,
+                               kMargin + RgbImage::textWidth(title, kTextScale) + kMargin);
+    const int belowMap = std::max(mapHeight + topRoom, barHeight);
+    const int height = mapTop + belowMap + 2 * kMargin + 2 * textHeight + kMargin;
     RgbImage image(width, height, kWhite);
-    image.text(mapLeft, kMargin, title, kBlack, kTextScale);
+    image.text(kMargin, kMargin, title, kBlack, kTextScale);
 
     for (int y = 0; y < mapHeight; ++y) {
         const int b = std::min(rows - 1, static_cast<int>(y / pxPerB));
@@ -118,22 +181,35 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
             image.set(mapLeft + x, mapTop + y, std::isnan(value) ? kNoData : rampColour(value / top));
         }
     }
-    drawGrid(image, grid, spacing, mapLeft, mapTop, pxPerA, pxPerB);
+    drawGrid(image, grid, spacing, map.unit(), mapLeft, mapTop, pxPerA, pxPerB);
+    if (oriented) {
+        const bool nasalRight = grid.eye != "OS";
+        const int middleX = mapLeft + mapWidth / 2 - letterWidth / 2, middleY = mapTop + mapHeight / 2 - textHeight / 2;
+        image.text(middleX, mapTop - textHeight - 4, "S", kBlack, kTextScale);
+        image.text(middleX, mapTop + mapHeight + 4, "I", kBlack, kTextScale);
+        image.text(mapLeft - sideRoom, middleY, nasalRight ? "T" : "N", kBlack, kTextScale);
+        image.text(mapLeft + mapWidth + 6, middleY, nasalRight ? "N" : "T", kBlack, kTextScale);
+    }
 
-    // Colour bar: thick at the top, with a tick and a label at every step.
+    // Colour bar, thick at the top and framed. The graduation lines cross the bar, so that they cannot be
+    // read as minus signs in front of the labels.
     for (int y = 0; y < barHeight; ++y) {
         const Rgb colour = rampColour(1.0 - static_cast<double>(y) / std::max(1, barHeight - 1));
         image.fillRect(barLeft, mapTop + y, kBarWidth, 1, colour);
     }
     for (double value = 0.0; value <= top + step * 1e-6; value += step) {
         const int y = mapTop + static_cast<int>(std::lround((1.0 - value / top) * (barHeight - 1)));
-        image.line(barLeft + kBarWidth, y, barLeft + kBarWidth + 4, y, kBlack);
+        image.line(barLeft, y, barLeft + kBarWidth + 2, y, kBlack);
         const int labelTop = std::clamp(y - textHeight / 2, mapTop - textHeight / 2, mapTop + barHeight - textHeight / 2);
-        image.text(barLeft + kBarWidth + 6, labelTop, numberText(value), kBlack, kTextScale);
+        image.text(barLeft + kBarWidth + 8, labelTop, numberText(value), kBlack, kTextScale);
     }
+    image.line(barLeft - 1, mapTop - 1, barLeft + kBarWidth, mapTop - 1, kBlack);
+    image.line(barLeft - 1, mapTop + barHeight, barLeft + kBarWidth, mapTop + barHeight, kBlack);
+    image.line(barLeft - 1, mapTop - 1, barLeft - 1, mapTop + barHeight, kBlack);
+    image.line(barLeft + kBarWidth, mapTop - 1, barLeft + kBarWidth, mapTop + barHeight, kBlack);
 
     // Under the map: a 1 mm scale bar (when the lateral spacing is known) and the key for missing values.
-    int legendTop = mapTop + std::max(mapHeight, barHeight) + kMargin;
+    const int legendTop = mapTop + belowMap + kMargin;
     int legendLeft = mapLeft;
     if (spacing.lateralKnown()) {
         const int barLength = static_cast<int>(std::lround(1000.0 / spacing.aScanUm * pxPerA));

@@ -1,5 +1,6 @@
 #include "CliError.h"
 #include "Commands.h"
+#include "Interrupt.h"
 #include "Progress.h"
 #include "VolumeJob.h"
 
@@ -136,6 +137,7 @@ int runSegment(SegmentRequest& request) {
     }
 
     const std::vector<std::string> folders = outputFolders(request.inputs, request.outputDir);
+    installInterruptHandler(stderrIsTerminal());
     ProgressBoard board(stderrIsTerminal());
     std::atomic<std::size_t> next{0};
     std::atomic<int> failures{0};
@@ -211,7 +213,7 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
         ->type_name("DZ,DX,DY");
     cmd->add_option("--grid", request->grid,
                     "Thickness grid: etdrs (macula), circle (optic disc), none, or auto (from the scan kind)")
-        ->check(CLI::IsMember({"auto", "etdrs", "circle", "none"}))
+        ->transform(CLI::IsMember({"auto", "etdrs", "circle", "none"}, CLI::ignore_case))
         ->type_name("GRID")
         ->default_str("auto");
     cmd->add_option("--axial-factor", request->axialFactor,
@@ -220,7 +222,7 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
         ->type_name("N|auto")
         ->default_str("auto");
     cmd->add_option("--eye", request->settings.eye, "OD or OS, for nasal and temporal (overrides the file's)")
-        ->check(CLI::IsMember({"OD", "OS"}));
+        ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));
     cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")
         ->check(CLI::Range(1, 256))
         ->type_name("N")

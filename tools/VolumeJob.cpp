@@ -1,6 +1,7 @@
 #include "VolumeJob.h"
 
 #include "CliError.h"
+#include "Interrupt.h"
 #include "Pictures.h"
 #include "Report.h"
 
@@ -58,6 +59,15 @@ private:
     std::vector<std::string> names_;
 };
 
+// The error line of a volume that could not be segmented says what a user can change about it.
+std::string failureText(const Result& result, int axialFactor) {
+    if (result.outcome == Outcome::TooFewBScans)
+        return "the volume has " + std::to_string(result.numBScans) + " B-scan" + (result.numBScans == 1 ? "" : "s") +
+               ", at least 10 are needed; report.json written";
+    return "no B-scan could be segmented with axial factor " + std::to_string(axialFactor) +
+           "; check the depth spacing (--spacing-um) or choose --axial-factor; report.json written";
+}
+
 }  // namespace
 
 GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
@@ -94,7 +104,6 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     VolumeSummary summary;
     summary.input = label;
     summary.outputDir = outputDir;
-    OutputFolder out(outputDir);
 
     const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
     ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, eye, volume.scanKind, {}, {}, {}};
@@ -146,6 +155,10 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
         grid = evaluateGrid(kind, centre, map, input.spacing, eye);
     }
 
+    // The folder is made only now, so that a volume that fails to read or is interrupted leaves none; once
+    // writing has begun, Ctrl-C waits until the volume's files are complete.
+    const OutputWriting writing;
+    OutputFolder out(outputDir);
     if (result.segmented()) {
         const int rows = result.numBScans, cols = result.numAScans;
         out.write("ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); });
@@ -173,7 +186,7 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     });
     summary.files = out.names();
 
-    if (!result.segmented()) throw CliError(outcomeText(result.outcome), label);
+    if (!result.segmented()) throw CliError(failureText(result, axial.factor), label);
     return summary;
 }
 

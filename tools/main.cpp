@@ -7,9 +7,29 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cctype>
 #include <cstdio>
 #include <exception>
 #include <string>
+
+namespace {
+
+// The parser's own wording, in the program's voice: a mistyped command is named as such (the parser only
+// says that a subcommand is missing), and messages start in lower case like every other error line.
+std::string usageMessage(const CLI::App& app, const CLI::ParseError& error, const std::string& firstArgument) {
+    std::string text = error.what();
+    if (app.get_subcommands().empty() && text.find("ubcommand") != std::string::npos) {
+        if (!firstArgument.empty() && firstArgument[0] != '-')
+            return "unknown command '" + firstArgument + "'; the commands are segment, phantom and demo";
+        return "a command is needed: segment, phantom or demo";
+    }
+    if (text.size() > 1 && std::isupper(static_cast<unsigned char>(text[0])) &&
+        std::islower(static_cast<unsigned char>(text[1])))
+        text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+    return text;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace velin::cli;
@@ -27,6 +47,11 @@ int main(int argc, char** argv) {
     addPhantomCommand(app, exitStatus);
     addDemoCommand(app, exitStatus);
 
+    if (argc < 2) {
+        // A bare "velin" asks what the program can do.
+        std::fprintf(stderr, "%s", app.help().c_str());
+        return kExitUsage;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& e) {
@@ -34,7 +59,8 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& e) {
         std::string command = "velin";
         for (const CLI::App* sub : app.get_subcommands()) command += " " + sub->get_name();
-        std::fprintf(stderr, "velin: error: %s (see '%s --help')\n", e.what(), command.c_str());
+        std::fprintf(stderr, "velin: error: %s (see '%s --help')\n", usageMessage(app, e, argv[1]).c_str(),
+                     command.c_str());
         return kExitUsage;
     } catch (const CliError& e) {
         std::fprintf(stderr, "%s\n", errorLine(e.what(), e.file()).c_str());

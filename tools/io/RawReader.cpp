@@ -33,10 +33,7 @@ std::array<int, 3> axisPositions(const std::string& path, const std::string& lay
 
 Volume readRaw(const std::string& path, const ReadOptions& options) {
     if (options.numBScans <= 0 || options.numAScans <= 0 || options.depth <= 0) {
-        fail(path, "a .raw file needs its shape: expected B-scans x A-scans x depth (--shape BxAxD), found " +
-                       shapeText(static_cast<std::uint64_t>(std::max(options.numBScans, 0)),
-                                 static_cast<std::uint64_t>(std::max(options.numAScans, 0)),
-                                 static_cast<std::uint64_t>(std::max(options.depth, 0))));
+        fail(path, "a .raw file has no header: give its shape with --shape BxAxD (B-scans x A-scans x depth)");
     }
     const std::array<int, 3> position = axisPositions(path, options.layout);
     const std::uint64_t nb = static_cast<std::uint64_t>(options.numBScans);
