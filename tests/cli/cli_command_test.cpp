@@ -13,7 +13,12 @@
 #include <set>
 
 #ifndef _WIN32
+#include <csignal>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
 #endif
 
 namespace {
@@ -116,12 +121,14 @@ TEST_F(CliCommand, BadInputsAndOutputsGiveOneLineErrorsAndLeaveTheInputAlone) {
         EXPECT_EQ(readBytes(blocker), blockerBefore);
         EXPECT_EQ(namesIn(inputs), besideBefore);
     }
+    // A volume that fails before its outputs are written leaves no folder behind.
+    EXPECT_TRUE(namesIn(out).empty());
 }
 
 TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     const std::string out = file("out-full");
     const Outcome r = run({"segment", file("phantom.npy"), "-o", out, "--spacing-um", "1.953125,46.875,500", "--grid",
-                           "etdrs", "--eye", "OS"});
+                           "ETDRS", "--eye", "os"});  // names are taken in any case
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(r.err.empty()) << r.err;  // not a terminal: no progress line
     EXPECT_EQ(lineCount(r.out), 1u) << r.out;
@@ -186,6 +193,45 @@ TEST_F(CliCommand, HelpAndVersion) {
     EXPECT_TRUE(io_test::contains(run({"--help"}).out, "phantom"));
     EXPECT_TRUE(io_test::contains(run({"segment", "--help"}).out, "--spacing-um"));
     EXPECT_EQ(run({"--version"}).out.rfind("velin ", 0), 0u);
+    // A bare call shows the help; a mistyped command is named as such.
+    const Outcome bare = run({}), typo = run({"segmnt", file("phantom.npy")});
+    EXPECT_EQ(bare.status, 2);
+    EXPECT_TRUE(io_test::contains(bare.err, "segment"));
+    EXPECT_EQ(typo.status, 2);
+    EXPECT_TRUE(io_test::contains(typo.err, "unknown command 'segmnt'")) << typo.err;
 }
+
+#ifndef _WIN32
+// Ctrl-C at any moment leaves each volume's folder either absent or complete, and no temporary file.
+TEST_F(CliCommand, InterruptedRunsLeaveOnlyCompleteVolumes) {
+    for (int delayMs = 0; delayMs <= 150; delayMs += 10) {
+        SCOPED_TRACE(delayMs);
+        const std::string out = file("interrupted" + std::to_string(delayMs));
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const std::string input = file("phantom.npy");
+            std::freopen("/dev/null", "w", stdout);
+            execl(VELIN_CLI_PATH, "velin", "segment", input.c_str(), input.c_str(), input.c_str(), "-o", out.c_str(),
+                  "-j", "2", static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
+        kill(child, SIGINT);
+        int status = 0;
+        waitpid(child, &status, 0);
+        // Before the program has set itself up, SIGINT ends it the default way, which is as clean.
+        const bool stopped = WIFSIGNALED(status) ? WTERMSIG(status) == SIGINT : WEXITSTATUS(status) == 130;
+        EXPECT_TRUE(stopped || (WIFEXITED(status) && WEXITSTATUS(status) == 0)) << status;
+        if (!fs::exists(out)) continue;
+        for (const auto& volume : fs::directory_iterator(out)) {
+            const std::set<std::string> names = namesIn(volume.path());
+            ASSERT_TRUE(names.count("report.json")) << volume.path();
+            const nlohmann::json report = nlohmann::json::parse(readText(volume.path() / "report.json"));
+            EXPECT_EQ(names, report["files"].get<std::set<std::string>>()) << volume.path();
+        }
+    }
+}
+#endif
 
 }  // namespace
