@@ -22,6 +22,7 @@ constexpr int kBarWidth = 18;
 constexpr int kTextScale = 2;
 // The map is drawn at least this wide, so that small scans still give a readable picture.
 constexpr int kMinimumMapWidth = 384;
+constexpr const char* kNotToScale = "not to scale: lateral spacing unknown";
 
 Rgb rampColour(double t) {
     const io::Rgb c = io::viridis(t);
@@ -166,8 +167,9 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
 
     const int mapLeft = kMargin + sideRoom, mapTop = kMargin + textHeight + kMargin + topRoom;
     const int barLeft = mapLeft + mapWidth + sideRoom + 2 * kMargin;
-    const int width = std::max(barLeft + kBarWidth + 8 + labelWidth + kMargin,
-                               kMargin + RgbImage::textWidth(title, kTextScale) + kMargin);
+    const int width = std::max({barLeft + kBarWidth + 8 + labelWidth + kMargin,
+                                kMargin + RgbImage::textWidth(title, kTextScale) + kMargin,
+                                mapLeft + RgbImage::textWidth(kNotToScale, kTextScale) + kMargin});
     const int belowMap = std::max(mapHeight + topRoom, barHeight);
     const int height = mapTop + belowMap + 2 * kMargin + 2 * textHeight + kMargin;
     RgbImage image(width, height, kWhite);
@@ -219,6 +221,9 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
     }
     image.fillRect(legendLeft, legendTop, textHeight, textHeight, kNoData);
     image.text(legendLeft + textHeight + 6, legendTop, "no data", kBlack, kTextScale);
+    // Without the lateral spacing every position is a square, which distorts most scans: say so.
+    if (!spacing.lateralKnown())
+        image.text(mapLeft, legendTop + textHeight + kMargin, kNotToScale, kBlack, kTextScale);
     return image;
 }
 
@@ -231,27 +236,31 @@ RgbImage renderOverlay(const VolumeView& volume, const Result& result, int bScan
         for (int d = 0; d < rows; ++d) image.set(a, d, Rgb{aScan[d], aScan[d], aScan[d]});
     }
 
-    // Neighbouring points are joined so that the boundaries read as lines; a gap stays a gap.
+    // Neighbouring points are joined so that the boundaries read as lines; a gap stays a gap. Each line is two
+    // pixels thick, the second pixel outside the nerve-fibre layer (above the top, below the lower boundary),
+    // so that the layer itself stays visible and both lines show where they meet.
     const std::size_t planeStart = static_cast<std::size_t>(bScan) * cols;
-    auto drawBoundary = [&](const std::vector<std::int16_t>& plane, Rgb colour) {
+    auto drawBoundary = [&](const std::vector<std::int16_t>& plane, Rgb colour, int outward) {
         for (int a = 0; a < cols; ++a) {
             const int depth = plane[planeStart + a];
             if (depth < 0) continue;
             const int next = a + 1 < cols ? plane[planeStart + a + 1] : -1;
-            if (next >= 0)
-                image.line(a, depth, a + 1, next, colour);
-            else
-                image.set(a, depth, colour);
+            for (int shift : {outward, 0}) {
+                if (next >= 0)
+                    image.line(a, depth + shift, a + 1, next + shift, colour);
+                else
+                    image.set(a, depth + shift, colour);
+            }
         }
     };
-    drawBoundary(result.upperDepth, kUpperColour);
-    drawBoundary(result.lowerDepth, kLowerColour);
+    drawBoundary(result.upperDepth, kUpperColour, -1);
+    drawBoundary(result.lowerDepth, kLowerColour, 1);
 
     const int scale = cols >= 256 ? 2 : 1;
     const int line = RgbImage::textHeight(scale) + 4;
-    image.text(4, 4, "B-scan " + std::to_string(bScan), kWhite, scale);
-    image.text(4, 4 + line, "ILM", kUpperColour, scale);
-    image.text(4, 4 + 2 * line, "RNFL", kLowerColour, scale);
+    image.text(4, 4, "B-scan " + std::to_string(bScan) + " of " + std::to_string(volume.numBScans), kWhite, scale);
+    image.text(4, 4 + line, "ILM, top of retina", kUpperColour, scale);
+    image.text(4, 4 + 2 * line, "RNFL lower boundary", kLowerColour, scale);
     return image;
 }
 
