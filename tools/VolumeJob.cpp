@@ -9,9 +9,11 @@
 #include "io/NpyFile.h"
 #include "io/PngFile.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <new>
+#include <set>
 #include <stdexcept>
 
 namespace velin {
@@ -66,6 +68,25 @@ std::string failureText(const Result& result, int axialFactor) {
                ", at least 10 are needed; report.json written";
     return "no B-scan could be segmented with axial factor " + std::to_string(axialFactor) +
            "; check the depth spacing (--spacing-um) or choose --axial-factor; report.json written";
+}
+
+// A folder reused from an earlier run may hold outputs this run does not write again: overlays of other
+// B-scans, or the planes of a run that segmented when this one could not. They would contradict report.json,
+// so they go; files the program never writes are left alone.
+void removeStaleOutputs(const std::string& dir, const std::vector<std::string>& written) {
+    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",
+                                                     "rnfl_weight.npy", "thickness.npy", "thickness.png"};
+    auto isOverlay = [](const std::string& name) {
+        return name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
+               std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
+    };
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(dir, error)) {
+        const std::string name = entry.path().filename().string();
+        if ((fixedNames.count(name) || isOverlay(name)) &&
+            std::find(written.begin(), written.end(), name) == written.end())
+            fs::remove(entry.path(), error);
+    }
 }
 
 }  // namespace
@@ -185,6 +206,7 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
         io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});
     });
     summary.files = out.names();
+    removeStaleOutputs(outputDir, summary.files);
 
     if (!result.segmented()) throw CliError(failureText(result, axial.factor), label);
     return summary;
