@@ -16,7 +16,44 @@ namespace {
 // Longer status lines would wrap on a narrow terminal, and a wrapped line cannot be redrawn in place.
 constexpr std::size_t kMaxLineWidth = 78;
 
+std::string shortened(const std::string& name, std::size_t width) {
+    if (name.size() <= width) return name;
+    if (width <= 2) return name.substr(0, width);
+    // The start usually tells files apart (patient or scan numbers), so it keeps the larger share.
+    const std::size_t tail = (width - 2) / 3, head = width - 2 - tail;
+    return name.substr(0, head) + ".." + name.substr(name.size() - tail);
+}
+
 }  // namespace
+
+std::string statusLine(const std::vector<VolumeProgress>& running, std::size_t width) {
+    constexpr std::size_t kShortestName = 6;
+    const std::string prefix = "velin:";
+    // Counts with their percentage while they fit beside names of a few characters; bare counts otherwise
+    // (many volumes at once), followed by the unit once.
+    for (const bool detailed : {true, false}) {
+        std::vector<std::string> counts;
+        std::size_t fixed = prefix.size() + (detailed ? 0 : 8), names = 0;
+        for (const VolumeProgress& v : running) {
+            std::string count = " " + std::to_string(v.done) + "/" + std::to_string(v.total);
+            if (detailed) count += " B-scans (" + std::to_string(v.total > 0 ? v.done * 100 / v.total : 0) + "%)";
+            fixed += 1 + count.size();
+            names += v.name.size();
+            counts.push_back(count);
+        }
+        if (detailed && fixed + kShortestName * running.size() > width) continue;
+        // What is left for the names is shared out evenly.
+        std::size_t budget = std::string::npos;
+        if (fixed + names > width)
+            budget = std::max(kShortestName, width > fixed ? (width - fixed) / running.size() : 0);
+        std::string text = prefix;
+        for (std::size_t i = 0; i < running.size(); ++i) text += " " + shortened(running[i].name, budget) + counts[i];
+        if (!detailed) text += " B-scans";
+        if (text.size() > width) text = text.substr(0, width - 3) + "...";
+        return text;
+    }
+    return prefix;
+}
 
 bool stderrIsTerminal() {
 #ifdef _WIN32
@@ -34,9 +71,9 @@ void ProgressBoard::update(int slot, const std::string& name, int done, int tota
     if (entry == running_.end()) {
         // Volumes keep their input order on the line, whichever started first.
         const auto place = std::find_if(running_.begin(), running_.end(), [slot](const Entry& e) { return e.slot > slot; });
-        running_.insert(place, Entry{slot, name, done, total});
+        running_.insert(place, Entry{slot, VolumeProgress{name, done, total}});
     } else
-        entry->done = done, entry->total = total;
+        entry->progress.done = done, entry->progress.total = total;
     if (live_) redraw();
 }
 
@@ -59,13 +96,9 @@ void ProgressBoard::clearLine() {
 }
 
 void ProgressBoard::redraw() {
-    std::string text = "velin:";
-    for (const Entry& e : running_) {
-        const int percent = e.total > 0 ? e.done * 100 / e.total : 0;
-        text += " " + e.name + " " + std::to_string(e.done) + "/" + std::to_string(e.total) + " B-scans (" +
-                std::to_string(percent) + "%)";
-    }
-    if (text.size() > kMaxLineWidth) text = text.substr(0, kMaxLineWidth - 3) + "...";
+    std::vector<VolumeProgress> running;
+    for (const Entry& e : running_) running.push_back(e.progress);
+    const std::string text = statusLine(running, kMaxLineWidth);
     const std::size_t width = std::max(text.size(), drawnWidth_);
     std::fprintf(stderr, "\r%-*s", static_cast<int>(width), text.c_str());
     std::fflush(stderr);

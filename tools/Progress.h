@@ -10,6 +10,16 @@
 namespace velin {
 namespace cli {
 
+struct VolumeProgress {
+    std::string name;
+    int done, total;
+};
+
+/// The status line for the running volumes, at most `width` characters. The counts always show; when the
+/// line would be too long the file names are shortened in their middle, and with many volumes the
+/// percentages are left out.
+std::string statusLine(const std::vector<VolumeProgress>& running, std::size_t width);
+
 class ProgressBoard {
 public:
     /// `live` draws the status line; normally stderrIsTerminal().
@@ -23,8 +33,7 @@ public:
 private:
     struct Entry {
         int slot;
-        std::string name;
-        int done, total;
+        VolumeProgress progress;
     };
     void redraw();
     void clearLine();

@@ -1,5 +1,6 @@
 // The velin program run as a user runs it: its outputs, its errors and its parallel mode.
 
+#include "Progress.h"
 #include "io/NpyFile.h"
 #include "io/PngFile.h"
 #include "io_test_support.h"
@@ -205,6 +206,22 @@ TEST_F(CliCommand, HelpAndVersion) {
     EXPECT_TRUE(io_test::contains(bare.err, "segment"));
     EXPECT_EQ(typo.status, 2);
     EXPECT_TRUE(io_test::contains(typo.err, "unknown command 'segmnt'")) << typo.err;
+}
+
+// Long device names are shortened so that every running volume's count stays on the one status line.
+TEST(CliProgress, StatusLineKeepsEveryCountWithinItsWidth) {
+    const std::string longName = "P0001_Macular Cube 512x128_9-21-2010_11-42-13_OD_sn0415_cube_z.img";
+    const std::string two = velin::cli::statusLine({{longName, 12, 128}, {"b.npy", 127, 128}}, 78);
+    EXPECT_LE(two.size(), 78u) << two;
+    for (const char* part : {" 12/128 B-scans (9%)", " b.npy 127/128 B-scans (99%)"})
+        EXPECT_TRUE(io_test::contains(two, part)) << two;
+    // More volumes than fit with percentages keep at least their counts.
+    const std::string four =
+        velin::cli::statusLine({{longName, 12, 128}, {"b.npy", 127, 128}, {longName, 0, 64}, {longName, 5, 9}}, 78);
+    EXPECT_LE(four.size(), 78u) << four;
+    for (const char* part : {" 12/128 ", " b.npy 127/128 ", " 0/64 ", " 5/9 B-scans"})
+        EXPECT_TRUE(io_test::contains(four, part)) << four;
+    EXPECT_EQ(velin::cli::statusLine({{"scan.img", 3, 10}}, 78), "velin: scan.img 3/10 B-scans (30%)");
 }
 
 #ifndef _WIN32
