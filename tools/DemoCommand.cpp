@@ -44,10 +44,12 @@ BoundaryError compareBoundary(const std::vector<std::int16_t>& found, const std:
     return error;
 }
 
-void printError(const char* boundary, const BoundaryError& error) {
+// In samples, the engine's own unit, and in micrometres, the unit of the thickness map and the report.
+void printError(const char* boundary, const BoundaryError& error, double depthSpacingUm) {
     const double share = error.truthPositions ? 100.0 * error.compared / error.truthPositions : 0.0;
-    std::printf("velin demo: mean absolute error of the %s: %.2f samples (found at %.1f%% of its positions)\n",
-                boundary, error.meanAbsolute, share);
+    std::printf("velin demo: mean absolute error of the %s: %.2f samples = %.1f um (found at %.1f%% of its "
+                "positions)\n",
+                boundary, error.meanAbsolute, error.meanAbsolute * depthSpacingUm, share);
 }
 
 // A fresh folder of its own under the system's temporary folder, removed when the demo ends.
@@ -126,8 +128,9 @@ int runDemo(const DemoRequest& request) {
     const fs::path where = fs::absolute(request.output, error);
     std::printf("velin demo: outputs in %s\n", (error ? fs::path(request.output) : where).string().c_str());
     for (const std::string& name : summary.files) std::printf("  %s\n", name.c_str());
-    printError("top of the retina (ILM)", compareBoundary(summary.result.upperDepth, phantom.top));
-    printError("lower nerve-fibre-layer boundary", compareBoundary(summary.result.lowerDepth, phantom.nflBottom));
+    printError("top of the retina (ILM)", compareBoundary(summary.result.upperDepth, phantom.top), v.spacingDepthUm);
+    printError("lower nerve-fibre-layer boundary", compareBoundary(summary.result.lowerDepth, phantom.nflBottom),
+               v.spacingDepthUm);
     return 0;
 }
 

@@ -43,9 +43,11 @@ void addPhantomOptions(CLI::App& cmd, PhantomSettings& settings) {
         ->check(CLI::Range(0.0, 10.0))
         ->default_str("1");
     cmd.add_option("--kind", settings.kind, "macula (a foveal pit) or disc (an optic-disc cup)")
+        ->type_name("KIND")
         ->transform(CLI::IsMember({"macula", "disc"}, CLI::ignore_case))
         ->default_str(settings.kind);
     cmd.add_option("--eye", settings.eye, "OD or OS: which side is nasal")
+        ->type_name("EYE")
         ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case))
         ->default_str(settings.eye);
 }

@@ -75,6 +75,8 @@ std::vector<std::string> outputFolders(const std::vector<std::string>& inputs, c
 // error rather than one per volume.
 void checkOutputFolder(const std::string& dir) {
     std::error_code error;
+    if (fs::exists(dir, error) && !fs::is_directory(dir, error))
+        throw CliError("the output path is a file, not a folder", dir);
     fs::create_directories(dir, error);
     if (error) throw CliError("cannot create the output folder: " + error.message(), dir);
     if (!fs::is_directory(dir, error)) throw CliError("the output path is not a folder", dir);
@@ -222,6 +224,7 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
         ->type_name("N|auto")
         ->default_str("auto");
     cmd->add_option("--eye", request->settings.eye, "OD or OS, for nasal and temporal (overrides the file's)")
+        ->type_name("EYE")
         ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));
     cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")
         ->check(CLI::Range(1, 256))
