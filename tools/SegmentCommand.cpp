@@ -107,6 +107,7 @@ std::string doneLine(const VolumeSummary& s) {
         std::snprintf(mean, sizeof mean, "%.1f", s.thickness.mean);
         line << ", mean RNFL thickness " << mean << " " << s.unit;
     }
+    if (!s.gridSkipped.empty()) line << ", no grid (" << s.gridSkipped << ")";
     line << " -> " << s.outputDir;
     return line.str();
 }

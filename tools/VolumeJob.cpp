@@ -169,6 +169,9 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
         kind = GridKind::None;
         gridNote = "nothing segmented";
     }
+    // Auto choosing none is routine; a grid named on the command line and not drawn deserves a word.
+    if (kind == GridKind::None && (settings.grid == GridChoice::Etdrs || settings.grid == GridChoice::Circle))
+        summary.gridSkipped = gridNote;
     GridResult grid;
     if (kind != GridKind::None) {
         const GridCentre centre =

@@ -35,6 +35,7 @@ struct VolumeSummary {
     ThicknessSummary thickness;
     std::string unit;
     std::vector<std::string> files;  ///< names written into outputDir
+    std::string gridSkipped;         ///< why a grid asked for by name was not evaluated; empty otherwise
 };
 
 /// Reads `input` and segments it into `outputDir` (created when missing). Throws CliError naming the file at

@@ -177,6 +177,12 @@ TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     EXPECT_EQ(report["files"].size(), expected.size());
 }
 
+TEST_F(CliCommand, AGridNamedButImpossibleIsExplainedOnTheVolumesLine) {
+    const Outcome r = run({"segment", file("phantom.npy"), "-o", file("out-no-grid"), "--grid", "circle"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(io_test::contains(r.out, "no grid (lateral spacing unknown")) << r.out;
+}
+
 TEST_F(CliCommand, ParallelJobsGiveTheSameOutputsAsOneAtATimeAndAFailureDoesNotStopTheOthers) {
     const Outcome second =
         run({"phantom", "-o", file("second.npy"), "--shape", "12x128x1024", "--seed", "4", "--kind", "disc"});
