@@ -17,7 +17,8 @@ using Chains = std::vector<Ints>;
 
 // The chains (first A-scan, last A-scan, depth of the first point) linked in a mask of 300 samples by `height`
 // A-scans with the given bands (first row, last row, top, end). Each band has a response peak two samples above
-// its top, where the snap to the response puts the chain point back onto the top.
+// its top, where the snap to the response puts the chain point back onto the top; a band from column 0 hides
+// the layer's edge from the edge points (too much mask above it), so only the row extension can reach it.
 Chains chains(int height, const std::vector<std::array<int, 4>>& bands) {
     VelinDetectorIpp d;
     fillImage(d.maskImage, 300, height, 0);
@@ -27,7 +28,7 @@ Chains chains(int height, const std::vector<std::array<int, 4>>& bands) {
     for (const auto& b : bands)
         for (int y = b[0]; y <= b[1]; ++y) {
             std::fill(d.maskImage.getRow(y) + b[2], d.maskImage.getRow(y) + b[3], 255);
-            d.responseImage.getRow(y)[b[2] - 2] = 1.0f;
+            if (b[2] >= 2) d.responseImage.getRow(y)[b[2] - 2] = 1.0f;
         }
     EXPECT_TRUE(d.linkMaskEdges());
     Chains out;
@@ -80,8 +81,10 @@ TEST(TraceSmoothing, MedianWindowSnapToTheLeastResponseAndBridgingBelowTheMeanWe
         VelinDetectorIpp().bridgeBelowMeanWeight(t, weights);
         return depthsOf(t);
     };
-    // Mean 0.6: points 1 and 2 lie between (20, a=0) and (10, a=3); the steps truncate toward zero.
-    EXPECT_EQ(bridged(traceOf({20, 99, 99, 10, 10}), ValueList{1, 0, 0, 1, 1}), (Ints{20, 17, 14, 10, 10}));
+    // Mean 0.5: points 1 and 2 lie between (20, a=0) and (10, a=6), stepped over the A-scan distance and
+    // truncated toward zero; point 4 is not below the mean and stays.
+    EXPECT_EQ(bridged(traceOf({20, 99, 99, 10, 50, 10}, 0, 2), ValueList{1, 0, 0, 1, 0.5f, 0.5f}),
+              (Ints{20, 19, 17, 10, 50, 10}));
     // The first point anchors even when weak; a run reaching the end is anchored at the last point.
     EXPECT_EQ(bridged(traceOf({0, 99, 30, 30, 99, 99, 60}), ValueList{0, 0, 1, 1, 0, 0, 0}),
               (Ints{0, 15, 30, 30, 40, 50, 60}));
@@ -101,16 +104,25 @@ TEST(LinkMaskEdges, JumpToleranceChainStartAndEndAndTheCutBetweenOverlappingChai
     // A deep layer in rows 1..59 and a shallow one in rows 40..98: the forward chain follows the deep layer
     // to row 59, the backward chain the shallow one to row 40; they are cut at (40 + 59) / 2 = 49.
     EXPECT_EQ(chains(100, {{1, 59, 100, 300}, {40, 98, 60, 80}}), (Chains{{1, 49, 100}, {98, 48, 60}}));
+    // Eight A-scans apart is too far to link, whatever the depths.
+    EXPECT_EQ(chains(250, {{1, 100, 100, 300}, {108, 248, 100, 300}}), (Chains{{1, 100, 100}, {248, 108, 100}}));
+    // A stray edge (row 100) is bridged: the next point joins the one before it, 40 samples away.
+    EXPECT_EQ(chains(250, {{1, 99, 100, 300}, {100, 100, 140, 300}, {101, 248, 60, 300}}), (Chains{{1, 248, 100}}));
+    // The extension follows the layer 10 samples deeper, connected through the mask of the chain's last row.
+    EXPECT_EQ(chains(150, {{1, 100, 100, 300}, {101, 147, 110, 300}, {101, 147, 0, 30}, {148, 148, 200, 300}}),
+              (Chains{{1, 147, 100}}));
 }
 
 TEST(SnapTracesToResponseMaximum, SearchesFromThePointNearTheTopAndAddsTwo) {
     auto d = std::make_unique<VelinDetectorIpp>();
-    // A point at depth 10 searches from 10 itself, so the higher maximum at 8 stays unseen; a point at depth 30
-    // searches from 5, and the first of two equal maxima wins.
-    fillImage(d->responseImage, 100, 2, [](int x, int y) {
+    // A point at depth 10 searches from 10 itself, so the higher maximum at 8 stays unseen; a point at depth 26
+    // searches from 1, and the first of two equal maxima wins; a point at depth 90 searches up to column 98.
+    fillImage(d->responseImage, 100, 3, [](int x, int y) {
+        if (y == 2) return x == 98 ? 4.0f : x == 99 ? 6.0f : 0.0f;
         return y == 0 ? (x == 8 ? 5.0f : x == 12 || x == 14 ? 3.0f : 0.0f) : (x == 7 || x == 9 ? 4.0f : 0.0f);
     });
-    d->upperTraces = {Trace{{10, 0}}, Trace{{30, 1}}};
+    d->upperTraces = {Trace{{10, 0}}, Trace{{26, 1}}, Trace{{90, 2}}};
     EXPECT_TRUE(d->snapTracesToResponseMaximum(d->responseImage));
-    EXPECT_EQ(Ints({d->upperTraces[0][0].depth, d->upperTraces[1][0].depth}), Ints({14, 9}));
+    EXPECT_EQ(Ints({d->upperTraces[0][0].depth, d->upperTraces[1][0].depth, d->upperTraces[2][0].depth}),
+              Ints({14, 9, 100}));
 }
