@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <new>
+#include <utility>
 #include <stdexcept>
 
 namespace velin {
@@ -23,7 +24,16 @@ io::Phantom buildPhantom(const PhantomSettings& settings) {
     try {
         return io::makePhantom(options);
     } catch (const std::invalid_argument& e) {
-        throw CliError(std::string("cannot build the phantom: ") + e.what(), "");
+        // Only the command line can make the builder refuse, so this is a usage error, told in the options'
+        // words rather than the builder's.
+        std::string what = e.what();
+        for (const auto& [from, to] : {std::pair<std::string, std::string>{"makePhantom: ", ""},
+                                       {"numBScans", "the B-scan count"},
+                                       {"numAScans", "the A-scan count"},
+                                       {"depth", "the depth"}})
+            for (std::size_t at = what.find(from); at != std::string::npos; at = what.find(from, at + to.size()))
+                what.replace(at, from.size(), to);
+        throw CLI::ValidationError("--shape " + settings.shape + ": " + what);
     } catch (const std::bad_alloc&) {
         throw CliError("not enough memory for a phantom of " + settings.shape, "");
     }

@@ -212,6 +212,10 @@ TEST_F(CliCommand, HelpAndVersion) {
     EXPECT_TRUE(io_test::contains(bare.err, "segment"));
     EXPECT_EQ(typo.status, 2);
     EXPECT_TRUE(io_test::contains(typo.err, "unknown command 'segmnt'")) << typo.err;
+    // A phantom shape the builder refuses is a wrong command line, told in the option's words.
+    const Outcome tiny = run({"phantom", "-o", file("tiny.npy"), "--shape", "12x5x1024"});
+    EXPECT_EQ(tiny.status, 2);
+    EXPECT_TRUE(io_test::contains(tiny.err, "--shape 12x5x1024: the A-scan count")) << tiny.err;
 }
 
 // Long device names are shortened so that every running volume's count stays on the one status line.
