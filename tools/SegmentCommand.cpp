@@ -7,6 +7,7 @@
 #include "io/FloatScaling.h"
 
 #include <atomic>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -47,6 +48,23 @@ Spacing parseSpacing(const std::string& text) {
         !std::isfinite(spacing.depthUm) || !std::isfinite(spacing.aScanUm) || !std::isfinite(spacing.bScanUm))
         throw CLI::ValidationError("--spacing-um", "expected three positive numbers dz,dx,dy, got '" + text + "'");
     return spacing;
+}
+
+// Axis letters are checked once on the command line rather than once per volume, so that a typo is a usage
+// error (status 2, one line) whatever the number of inputs. Same rule as the readers: B, A, D in any case.
+void checkAxisLetters(const std::string& option, const std::string& text, bool allThree) {
+    std::string seen;
+    for (char c : text) {
+        const char axis = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        if (std::string("BAD").find(axis) == std::string::npos || seen.find(axis) != std::string::npos)
+            seen = "invalid";
+        else
+            seen += axis;
+    }
+    if (seen == "invalid" || (allThree && seen.size() != 3))
+        throw CLI::ValidationError(option, "expected " + std::string(allThree ? "the letters B, A and D once each"
+                                                                               : "distinct letters among B, A and D") +
+                                               ", got '" + text + "'");
 }
 
 GridChoice parseGrid(const std::string& text) {
@@ -116,6 +134,8 @@ int runSegment(SegmentRequest& request) {
     SegmentSettings& settings = request.settings;
     if (!request.shape.empty())
         parseShape(request.shape, settings.read.numBScans, settings.read.numAScans, settings.read.depth);
+    checkAxisLetters("--layout", request.layout, true);
+    checkAxisLetters("--flip", request.flip, false);
     settings.read.layout = request.layout;
     settings.read.flip = request.flip;
     if (!request.scale.empty()) {

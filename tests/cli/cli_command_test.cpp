@@ -104,6 +104,7 @@ TEST_F(CliCommand, BadInputsAndOutputsGiveOneLineErrorsAndLeaveTheInputAlone) {
         {{"segment", raw, "-o", out, "--shape", "12x128x1000"}, raw, 1},
         {{"segment", raw, "-o", out, "--shape", "12x128"}, "--shape", 2},  // a wrong command line
         {{"segment", raw, "-o", out}, raw, 1},                             // a raw cube needs its shape
+        {{"segment", raw, "-o", out, "--shape", "12x128x1024", "--layout", "BAX"}, "--layout", 2},
         {{"segment", floats, "-o", out}, floats, 1},  // a float array needs a rule to become 8 bits
         {{"segment", missing, "-o", out}, missing, 1},
         // An output folder below a plain file cannot be created.
