@@ -3,12 +3,14 @@
 namespace {
 
 constexpr int kWidth = 400;
-enum class Profile { Layered, FlatValley, NoSecondBand, NoDarkValley, NarrowValley, Ramp, Zero };
+enum class Profile { Layered, FlatValley, NoSecondBand, NoDarkValley, NarrowValley, Even, EvenDip, Ramp, Zero };
 
 // Filtered A-scans below upper points at depth ~50: a top layer peaking at 60 and, in the layered profiles,
 // a second band at 250..269 with a dark valley between (dipping to 5 at 200 in Layered). NarrowValley is
 // bright down to the band but for a short valley at 200..210; its band is brightest at its top (250) and dips
-// deeper than the valley at 260. Ramp rises to 74 at 74 with a single bright sample at 75.
+// deeper than the valley at 260. Even lies evenly and exactly at the valley threshold, 0.35 * (80 + 100) = 63,
+// from 71 to 239, above a band brightest at its top (80 at 240) and ending at 269 (72), with 63 again at 250;
+// EvenDip dips to 5 at 250 instead. Ramp rises to 74 at 74 with a single bright sample at 75.
 float profileAt(Profile profile, int x) {
     if (profile == Profile::Zero) return 0.0f;
     if (profile == Profile::Ramp) return x < 75 ? static_cast<float>(x) : x == 75 ? 1000.0f : 0.0f;
@@ -16,6 +18,10 @@ float profileAt(Profile profile, int x) {
     if (x >= 55 && x < (profile == Profile::NoDarkValley ? 250 : 71)) return 80.0f;
     if (profile == Profile::NarrowValley && x > 70 && x < 270)
         return x >= 200 && x <= 210 ? 5.0f : x == 250 ? 95.0f : x == 260 ? 2.0f : x < 250 ? 80.0f : 90.0f;
+    if ((profile == Profile::Even || profile == Profile::EvenDip) && x > 70 && x < 270) {
+        if (x == 250) return profile == Profile::Even ? 63.0f : 5.0f;
+        return x < 240 ? 63.0f : x == 240 ? 80.0f : x == 269 ? 72.0f : 75.0f;
+    }
     if (profile != Profile::NoSecondBand && x >= 250 && x < 270) return 90.0f;
     return profile == Profile::Layered && x == 200 ? 5.0f : 10.0f;
 }
@@ -51,23 +57,28 @@ void addSegment(VelinDetectorIpp& d, const Ints& aScans, const Ints& limits, con
 }  // namespace
 
 TEST(BuildUpperSegments, LimitsFollowThePeakTheSecondBandAndTheValley) {
-    for (int minimum : {16, 18}) {
-        SegmentScene s(Profile::Layered,
-                       {{4, Profile::FlatValley}, {5, Profile::NoSecondBand}, {6, Profile::NoDarkValley},
-                        {7, Profile::NarrowValley}});
+    for (int minimum : {14, 16}) {
+        SegmentScene s(Profile::Layered, {{4, Profile::FlatValley},
+                                          {5, Profile::NoSecondBand},
+                                          {6, Profile::NoDarkValley},
+                                          {7, Profile::NarrowValley},
+                                          {8, Profile::Even},
+                                          {9, Profile::EvenDip}});
         s.chain(0, 11, 50);
         s.d.minPointCount = minimum;
-        // Rows 1..10 give records, 8 of them strong: enough for 16 but not for 18 as the minimum count.
-        ASSERT_EQ(s.d.buildUpperSegments(), minimum == 16);
-        if (minimum == 18) continue;
+        // Rows 1..10 give records, 7 of them strong: enough for 14 but not for 16 as the minimum count.
+        ASSERT_EQ(s.d.buildUpperSegments(), minimum == 14);
+        if (minimum == 16) continue;
         // The run leaves out the last record (row 10). A valley this short, under a band almost as bright as
         // the top layer, gives way to the darkest sample down to the band's deepest bright sample (row 7).
+        // Samples at the threshold are not dark: without a darker one the limit goes to the first dark sample
+        // past the band (row 8), but as the valley's minimum they still make the point reliable (row 9).
         const Segment& seg = s.d.upperSegments[0];
         const Ints rows{1, 2, 3, 4, 5, 6, 7, 8, 9};
         EXPECT_EQ(fieldOf(seg, &UpperPoint::aScan), rows);
         EXPECT_EQ(fieldOf(seg, &UpperPoint::limitAScan), rows);
-        EXPECT_EQ(fieldOf(seg, &UpperPoint::limitDepth), (Ints{200, 200, 200, 249, 60, 369, 260, 200, 200}));
-        EXPECT_EQ(fieldOf(seg, &UpperPoint::weight), (Floats{1, 1, 1, 1, 0, 0, 1, 1, 1}));
+        EXPECT_EQ(fieldOf(seg, &UpperPoint::limitDepth), (Ints{200, 200, 200, 249, 60, 369, 260, 369, 239}));
+        EXPECT_EQ(fieldOf(seg, &UpperPoint::weight), (Floats{1, 1, 1, 1, 0, 0, 1, 0, 1}));
     }
 }
 
@@ -116,8 +127,9 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     // (105) lies above its maximum: mean 0, still counted (average 374 / 5 = 74); the smoothed minimum of
     // point 3 meets the maximum at 110, a one-sample mean of 74 that stays.
     d = makeDetector(300, 50);
-    fillImage(d->responseImage, 300, 50,
-              [](int x, int y) { return x == 110 ? 5.0f : x == (y == 14 ? 105 : 120) ? -5.0f : 0.0f; });
+    fillImage(d->responseImage, 300, 50, [](int x, int y) {
+        return x == 110 ? 5.0f : x == (y == 14 ? 105 : 120) ? -5.0f : 0.0f;
+    });
     fillImage(d->smoothImage, 300, 50, [](int, int y) { return y == 4 ? 76 : y == 9 ? 75 : y == 13 ? 74 : 100; });
     addSegment(*d, {0, 1, 2, 3, 4}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
     addSegment(*d, {5, 6, 7, 8, 9}, {100, 100, 100, 100, 100}, {1, 1, 1, 1, 1});
