@@ -68,6 +68,8 @@ TEST(TraceSmoothing, MedianWindowSnapToTheLeastResponseAndBridgingBelowTheMeanWe
     // n = 10 < 2 * 7 gives a window of 4, which the median treats as 3.
     EXPECT_EQ(depthsOf(smoothed(traceOf({10, 30, 12, 14, 40, 16, 18, 20, 50, 22}))),
               (Ints{10, 11, 13, 14, 16, 17, 18, 19, 21, 22}));
+    // n = 14 = 2 * 7 keeps the full window, which clears a three-point spike.
+    EXPECT_EQ(depthsOf(smoothed(traceOf({10, 10, 10, 10, 10, 40, 40, 40, 10, 10, 10, 10, 10, 10}))), Ints(14, 10));
     // Each point moves to the shallowest least response within 5 samples, never into the frame.
     VelinDetectorIpp d;
     fillImage(d.responseImage, 30, 1, [](int x, int) {
