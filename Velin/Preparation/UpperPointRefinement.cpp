@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 namespace Orvan {
 namespace Velin {
@@ -13,9 +14,10 @@ constexpr int kLimitSmoothing = 7;
 int signOf(std::int32_t v) { return (v > 0) - (v < 0); }
 
 // Moves every search limit to the strongest response within reach below it, and returns the positions of
-// the strongest (A) and weakest (B) responses. Least and greatest start at the value of the first sample,
-// so a response that only falls keeps the limit where it is; a sample that sets a new least is not also
-// tested as a greatest, and ties keep the earlier position.
+// the strongest (A) and weakest (B) responses. Least and greatest start beyond any response, so the first
+// sample always sets the least and, since a sample that sets a new least is not also tested as a greatest,
+// never becomes the greatest: the limit moves to the strongest response that follows a rise, and a response
+// that only falls keeps the limit where it is. Ties keep the earlier position.
 void moveLimitsToMaximum(const Orvan::Ipp::ippImage32f& response, int width, Segment& segment, Trace& maxima,
                          Trace& minima) {
     for (UpperPoint& q : segment) {
@@ -25,8 +27,8 @@ void moveLimitsToMaximum(const Orvan::Ipp::ippImage32f& response, int width, Seg
         int maxPos = start;
         if (start < stop) {
             const float* row = response.getRow(q.limitAScan);
-            float least = row[start];
-            float greatest = row[start];
+            float least = std::numeric_limits<float>::max();
+            float greatest = -std::numeric_limits<float>::max();
             for (int x = start; x < stop; ++x) {
                 if (row[x] < least) {
                     least = row[x];

@@ -108,11 +108,12 @@ TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScanAndAShrunkWindow
 }
 
 TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndWeakRunsAreBridged) {
-    // Zero response and a uniformly grey smoothed image: limits stay and no point is dark unless set up so.
+    // Zero response and a uniformly grey smoothed image: no point is dark unless set up so.
     auto d = makeDetector(300, 50);
     EXPECT_FALSE(d->refineUpperPoints());
-    // The first of two strongest responses; none but falls; the last column is never scanned; limitDepth + 100
-    // lies just out of reach.
+    // The first of two strongest responses; none but falls (the limit stays); the last column is never scanned;
+    // limitDepth + 100 lies just out of reach, so a flat row moves the limit one sample: the first sample sets
+    // the least and is never a greatest, the second becomes the greatest.
     fillImage(d->responseImage, 300, 50, [](int x, int y) {
         if (y == 10) return x == 130 || x == 140 ? 5.0f : x == 160 ? -5.0f : 0.0f;
         if (y == 12) return x == 299 ? 9.0f : x == 298 ? 3.0f : 0.0f;
@@ -120,7 +121,7 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     });
     addSegment(*d, {10, 11, 12, 13}, {100, 100, 250, 100}, {0, 0, 0, 0});
     EXPECT_TRUE(d->refineUpperPoints());
-    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), (Ints{130, 100, 298, 100}));
+    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), (Ints{130, 100, 298, 101}));
 
     // Layers between the response maximum (110) and minimum (120). Both averages are 95 (476 / 5, 475 / 5):
     // 5 * 76 = 380 is not below 4 * 95 = 380, but 5 * 75 = 375 is. In the third segment the last point's minimum
@@ -140,15 +141,16 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     EXPECT_EQ(fieldOf(d->upperSegments[1], &UpperPoint::weight), (Floats{1, 1, 1, 1, 0}));
     EXPECT_EQ(fieldOf(d->upperSegments[2], &UpperPoint::weight), (Floats{1, 1, 1, 1, 0}));
 
+    // Flat response: every limit first moves one sample down, then weak runs are bridged over the A-scan distance.
     d = makeDetector(300, 50);
     addSegment(*d, {10, 11, 12, 13, 14}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
     addSegment(*d, {20, 21, 22, 23, 28}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
     addSegment(*d, {40, 41, 42, 43, 44}, {100, 0, 0, 0, 90}, {1, 0, 0, 0, 1});
     addSegment(*d, {30, 31, 32, 33, 34}, {50, 100, 100, 60, 70}, {0, 1, 1, 0, 0});  // weak ends stay
     d->refineUpperPoints();
-    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), (Ints{100, 102, 105, 107, 110}));
-    EXPECT_EQ(fieldOf(d->upperSegments[1], &UpperPoint::limitDepth), (Ints{100, 101, 102, 103, 110}));
-    EXPECT_EQ(fieldOf(d->upperSegments[2], &UpperPoint::limitDepth), (Ints{100, 98, 95, 93, 90}));
-    EXPECT_EQ(fieldOf(d->upperSegments[3], &UpperPoint::limitDepth), (Ints{50, 100, 100, 60, 70}));
+    EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), (Ints{101, 103, 106, 108, 111}));
+    EXPECT_EQ(fieldOf(d->upperSegments[1], &UpperPoint::limitDepth), (Ints{101, 102, 103, 104, 111}));
+    EXPECT_EQ(fieldOf(d->upperSegments[2], &UpperPoint::limitDepth), (Ints{101, 99, 96, 94, 91}));
+    EXPECT_EQ(fieldOf(d->upperSegments[3], &UpperPoint::limitDepth), (Ints{51, 101, 101, 61, 71}));
     EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::weight), (Floats{1, 0, 0, 0, 1}));
 }
