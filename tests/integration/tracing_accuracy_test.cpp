@@ -90,6 +90,8 @@ TEST(EndToEnd, SyntheticLayeredVolumeBoundariesAreFound) {
         upper.add(p1[i], acquisition.top[offset + i]);
         lower.add(p2[i], acquisition.nflBottom[offset + i]);
         ASSERT_TRUE(p3[i] >= 0 && p3[i] <= 100 && p4[i] >= 0 && p4[i] <= 100) << i << ": " << p3[i] << ", " << p4[i];
+        // Where no depth was found the value planes hold 0.
+        ASSERT_TRUE(p1[i] >= -1 && (p1[i] != -1 || p3[i] == 0)) << i << ": " << p1[i] << ", " << p3[i];
     }
     report("exported planes", upper, lower);
     EXPECT_GE(upper.fraction(), 0.95);
