@@ -45,16 +45,14 @@ TEST(PreparationOnSyntheticVolume, MaskCoversTheNerveFibreLayerAndUpperSegmentsF
     ASSERT_TRUE(d.setupVolume());
     const int rows = v.numAScans - 2;
     for (int b = 0; b < v.numBScans; ++b) {
-        d.upperTraces.clear();
-        d.upperSegments.clear();
-        d.filterStageMark = 0;
+        d.upperTraces.clear(), d.upperSegments.clear(), d.filterStageMark = 0;
         ASSERT_TRUE(d.loadBScan(b) && d.runFilterStage()) << "B-scan " << b;
         const int* top = &v.top[static_cast<std::size_t>(b) * v.numAScans];
         const int* bottom = &v.nflBottom[static_cast<std::size_t>(b) * v.numAScans];
         int covered = 0, clearAbove = 0, edgesNearTop = 0, points = 0;
+        auto set = [](std::uint8_t m) { return m != 0; };
         for (int a = 1; a <= rows; ++a) {
             const std::uint8_t* mask = d.maskImage.getRow(a);
-            auto set = [](std::uint8_t m) { return m != 0; };
             covered += std::all_of(mask + top[a] + 3, mask + bottom[a] - 3, set);
             clearAbove += std::none_of(mask + 1, mask + std::max(1, top[a] - 6), set);
             edgesNearTop +=
