@@ -8,9 +8,12 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <cmath>
 #include <fstream>
+#include <limits>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace io_test {
@@ -85,6 +88,19 @@ inline std::vector<std::uint8_t> npyBytes(const std::string& dict, const std::ve
     bytes.insert(bytes.end(), header.begin(), header.end());
     bytes.insert(bytes.end(), data.begin(), data.end());
     return bytes;
+}
+
+/// Mean absolute distance of a depth plane to the truth over the positions where both have a boundary
+/// (infinite when there are none), and the share of the truth's positions the plane found.
+template <typename Truth>
+std::pair<double, double> errorAndFound(const std::vector<std::int16_t>& plane, const std::vector<Truth>& truth) {
+    double sum = 0.0, both = 0.0, known = 0.0;
+    for (std::size_t i = 0; i < truth.size(); ++i) {
+        if (truth[i] < 0) continue;
+        known += 1.0;
+        if (plane[i] >= 0) sum += std::fabs(plane[i] - truth[i]), both += 1.0;
+    }
+    return {both > 0.0 ? sum / both : std::numeric_limits<double>::infinity(), both / known};
 }
 
 /// A volume in the library's layout whose every sample differs from its neighbours along each axis, so that
