@@ -1,8 +1,10 @@
 #include "Interrupt.h"
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <thread>
 
 #ifdef _WIN32
 #include <io.h>
@@ -14,8 +16,11 @@ namespace velin {
 namespace cli {
 namespace {
 
-std::atomic<int> gWriters{0};
-std::atomic<bool> gInterrupted{false};
+// One word holds both the number of volumes being written and whether a stop was asked for, so that the
+// signal handler and a writer starting or finishing decide on the same state: with two separate variables a
+// writer could start between the handler's test and its exit and leave a half-written folder.
+constexpr unsigned kStopAsked = 1u << 30;
+std::atomic<unsigned> gState{0};
 std::atomic<bool> gClearLine{false};
 
 const char kMessage[] = "velin: interrupted; volumes not finished have no outputs\n";
@@ -33,8 +38,7 @@ const char kMessage[] = "velin: interrupted; volumes not finished have no output
 }
 
 extern "C" void onInterrupt(int) {
-    gInterrupted = true;
-    if (gWriters.load() == 0) stopNow();
+    if ((gState.fetch_or(kStopAsked) & ~kStopAsked) == 0) stopNow();
 }
 
 }  // namespace
@@ -45,10 +49,15 @@ void installInterruptHandler(bool clearProgressLine) {
     std::signal(SIGTERM, onInterrupt);
 }
 
-OutputWriting::OutputWriting() { ++gWriters; }
+OutputWriting::OutputWriting() {
+    // A stop asked for while nothing was being written is ending the process right now; starting a volume's
+    // files would only leave them half written, so this thread waits for the end instead.
+    if (gState.fetch_add(1) == kStopAsked)
+        for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
+}
 
 OutputWriting::~OutputWriting() {
-    if (--gWriters == 0 && gInterrupted.load()) stopNow();
+    if (gState.fetch_sub(1) == (kStopAsked | 1u)) stopNow();
 }
 
 }  // namespace cli
