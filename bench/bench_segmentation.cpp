@@ -4,7 +4,7 @@
 // Figures worth comparing between machines are the ratios: time per B-scan, the step shares, peak memory over
 // the volume's size. docs/benchmarks.md records a run.
 
-#include "io/Phantom.h"
+#include <Velin/Io/Phantom.h>
 
 #include <Velin/Entry/FillShortGaps.h>
 #include <Velin/Entry/ResultPlanes.h>

@@ -2,7 +2,7 @@
 #include "Commands.h"
 #include "PhantomFiles.h"
 
-#include "io/Phantom.h"
+#include <Velin/Io/Phantom.h>
 
 #include <cstdio>
 #include <memory>

@@ -3,8 +3,8 @@
 #include "CliError.h"
 #include "Commands.h"
 
-#include "io/AtomicFile.h"
-#include "io/NpyFile.h"
+#include <Velin/Io/AtomicFile.h>
+#include <Velin/Io/NpyFile.h>
 
 #include <filesystem>
 #include <new>

@@ -2,7 +2,7 @@
 
 // The phantom as files: the volume as .npy and its true boundaries as two int16 .npy files beside it.
 
-#include "io/Phantom.h"
+#include <Velin/Io/Phantom.h>
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "Pictures.h"
 
-#include "io/ColourMap.h"
+#include <Velin/Io/ColourMap.h>
 
 #include <algorithm>
 #include <cmath>

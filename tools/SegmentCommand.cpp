@@ -4,7 +4,7 @@
 #include "Progress.h"
 #include "VolumeJob.h"
 
-#include "io/FloatScaling.h"
+#include <Velin/Io/FloatScaling.h>
 
 #include <atomic>
 #include <cctype>

@@ -5,9 +5,9 @@
 #include "Pictures.h"
 #include "Report.h"
 
-#include "io/AtomicFile.h"
-#include "io/NpyFile.h"
-#include "io/PngFile.h"
+#include <Velin/Io/AtomicFile.h>
+#include <Velin/Io/NpyFile.h>
+#include <Velin/Io/PngFile.h>
 
 #include <algorithm>
 #include <cstdio>

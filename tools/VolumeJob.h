@@ -8,7 +8,7 @@
 
 #include <Velin/Api/Segment.h>
 
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 
 #include <string>
 #include <vector>

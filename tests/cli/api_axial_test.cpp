@@ -6,8 +6,8 @@
 
 #include "AxialFactor.h"
 #include "VolumeJob.h"
-#include "io/NpyFile.h"
-#include "io/Phantom.h"
+#include <Velin/Io/NpyFile.h>
+#include <Velin/Io/Phantom.h>
 #include "io_test_support.h"
 
 #include <CLI/CLI.hpp>

@@ -1,8 +1,8 @@
 // The velin program run as a user runs it: its outputs, its errors and its parallel mode.
 
 #include "Progress.h"
-#include "io/NpyFile.h"
-#include "io/PngFile.h"
+#include <Velin/Io/NpyFile.h>
+#include <Velin/Io/PngFile.h>
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The synthetic retina: determinism, anatomy where the truth says it is, and intensities like a device cube.
 
-#include "io/Phantom.h"
+#include <Velin/Io/Phantom.h>
 
 #include <gtest/gtest.h>
 

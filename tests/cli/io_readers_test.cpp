@@ -1,7 +1,7 @@
 // Round trips and failure messages of the volume readers for .raw, .img, .npy and TIFF stacks.
 
-#include "io/NpyFile.h"
-#include "io/VolumeFile.h"
+#include <Velin/Io/NpyFile.h>
+#include <Velin/Io/VolumeFile.h>
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 
 // Scratch folders, byte-level file helpers and error capture for the readers', writers' and program's tests.
 
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 
 #include <gtest/gtest.h>
 

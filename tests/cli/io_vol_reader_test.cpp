@@ -1,6 +1,6 @@
 // The .vol export reader on files built byte by byte here, and on the real sample when it is present.
 
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>

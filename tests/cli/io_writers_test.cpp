@@ -1,9 +1,9 @@
 // The .npy and PNG writers, atomic output and the colour map.
 
-#include "io/AtomicFile.h"
-#include "io/ColourMap.h"
-#include "io/NpyFile.h"
-#include "io/PngFile.h"
+#include <Velin/Io/AtomicFile.h>
+#include <Velin/Io/ColourMap.h>
+#include <Velin/Io/NpyFile.h>
+#include <Velin/Io/PngFile.h>
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>

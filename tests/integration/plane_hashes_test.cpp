@@ -7,7 +7,7 @@
 #include <Velin/VelinLayerSegment.h>
 
 #if defined(VELIN_HAVE_IO)
-#include "io/Phantom.h"
+#include <Velin/Io/Phantom.h>
 #endif
 
 #include <gtest/gtest.h>

@@ -13,7 +13,7 @@
 #include <vector>
 
 #if defined(VELIN_HAVE_IO)
-#include <tools/io/VolumeFile.h>
+#include <Velin/Io/VolumeFile.h>
 #endif
 
 using namespace Orvan::Velin;

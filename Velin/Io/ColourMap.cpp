@@ -1,4 +1,4 @@
-#include "io/ColourMap.h"
+#include <Velin/Io/ColourMap.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
-#include "io/FloatScaling.h"
-#include "io/NpyFile.h"
-#include "io/ReaderSupport.h"
+#include <Velin/Io/FloatScaling.h>
+#include <Velin/Io/NpyFile.h>
+#include <Velin/Io/ReaderSupport.h>
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "io/ReaderSupport.h"
+#include <Velin/Io/ReaderSupport.h>
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "io/Phantom.h"
+#include <Velin/Io/Phantom.h>
 
 #include <algorithm>
 #include <array>

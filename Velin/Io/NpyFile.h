@@ -3,7 +3,7 @@
 // NumPy .npy files: a general reader (used for volumes and by tests of the program's outputs) and writers
 // for the arrays the program produces.
 
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 
 #include <cstddef>
 #include <cstdint>

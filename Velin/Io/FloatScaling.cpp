@@ -1,4 +1,4 @@
-#include "io/FloatScaling.h"
+#include <Velin/Io/FloatScaling.h>
 
 #include <algorithm>
 #include <cctype>

@@ -1,5 +1,5 @@
-#include "io/FloatScaling.h"
-#include "io/ReaderSupport.h"
+#include <Velin/Io/FloatScaling.h>
+#include <Velin/Io/ReaderSupport.h>
 
 #include <algorithm>
 #include <cctype>

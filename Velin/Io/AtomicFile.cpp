@@ -1,4 +1,4 @@
-#include "io/AtomicFile.h"
+#include <Velin/Io/AtomicFile.h>
 
 #include <atomic>
 #include <cerrno>

@@ -2,7 +2,7 @@
 
 // Float samples to 8-bit samples by the rules a user can choose for float input.
 
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 
-#include "io/ReaderSupport.h"
+#include <Velin/Io/ReaderSupport.h>
 
 #include <algorithm>
 #include <cctype>

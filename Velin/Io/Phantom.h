@@ -2,7 +2,7 @@
 
 // A synthetic retina volume with known boundaries, for demonstrations and end-to-end checks.
 
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 
 #include <cstdint>
 #include <string>

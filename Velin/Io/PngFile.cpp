@@ -1,6 +1,6 @@
-#include "io/PngFile.h"
+#include <Velin/Io/PngFile.h>
 
-#include "io/AtomicFile.h"
+#include <Velin/Io/AtomicFile.h>
 
 #include <png.h>
 

@@ -3,7 +3,7 @@
 // Helpers shared by the volume readers: whole-file reads with size limits, error texts that name the file,
 // and the conversions every reader ends with.
 
-#include "io/VolumeFile.h"
+#include <Velin/Io/VolumeFile.h>
 
 #include <cstddef>
 #include <cstdint>

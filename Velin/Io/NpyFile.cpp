@@ -1,7 +1,7 @@
-#include "io/NpyFile.h"
+#include <Velin/Io/NpyFile.h>
 
-#include "io/AtomicFile.h"
-#include "io/ReaderSupport.h"
+#include <Velin/Io/AtomicFile.h>
+#include <Velin/Io/ReaderSupport.h>
 
 #include <algorithm>
 #include <cctype>
