@@ -4,10 +4,13 @@
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 WIN_BUILD  ?= build-windows
+FUZZ_BUILD ?= build-fuzz
+# Seconds each fuzzing target runs in `make fuzz` (and so in `make test`); longer campaigns set more.
+FUZZ_SECONDS ?= 20
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure build test test-sanitize demo clean windows test-windows
+.PHONY: all deps configure build test test-sanitize demo clean windows test-windows fuzz
 
 all: build
 
@@ -25,6 +28,16 @@ test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	@if bash scripts/test-windows.sh --check; then $(MAKE) --no-print-directory test-windows; \
 	else echo "velin: Windows tests skipped (x86_64-w64-mingw32-g++-posix or wine64 missing)"; fi
+	@if bash tests/fuzz/run-fuzzers.sh --check; then $(MAKE) --no-print-directory fuzz; \
+	else echo "velin: fuzzing skipped (clang++-14 or libFuzzer missing)"; fi
+
+# The libFuzzer programs of tests/fuzz, built with clang under ASan and UBSan into $(FUZZ_BUILD), each run for
+# FUZZ_SECONDS from seeds made from phantoms (docs/robustness.md). Fails when a target crashes.
+fuzz: deps
+	@cmake -S . -B $(FUZZ_BUILD) -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
+	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELIN_FUZZ=ON -DVELIN_BUILD_TESTS=OFF -DVELIN_BUILD_BENCHMARKS=OFF >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz_all
+	@bash tests/fuzz/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 # velin.dll, its import library and the test programs, cross-built with mingw-w64 into $(WIN_BUILD)/bin.
 # The native capi_plane_dump is built first: the Windows suite compares the DLL's planes with its output.
@@ -51,4 +64,4 @@ demo: build
 	@$(BUILD)/tools/velin demo
 
 clean:
-	@rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD)
+	@rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(FUZZ_BUILD)

@@ -16,11 +16,12 @@ extern "C" {
 #define VELIN_ERR_NULL_PLANE (-2)        /* an output plane pointer is null */
 #define VELIN_ERR_BAD_SIZE (-3)          /* numBScans, numAScans or depth is not positive */
 #define VELIN_ERR_SIZE_OVERFLOW (-4)     /* a size product does not fit in 32 bits */
-#define VELIN_ERR_BAD_GAP_SCALE (-5)     /* gapScale is 0, NaN or infinite */
+#define VELIN_ERR_BAD_GAP_SCALE (-5)     /* gapScale is 0, NaN or infinite, or too close to 0 */
 #define VELIN_ERR_TOO_FEW_BSCANS (-6)    /* fewer than 10 B-scans: nothing was segmented */
 #define VELIN_ERR_NO_BSCAN_FOUND (-7)    /* no B-scan could be segmented; planes untouched */
 #define VELIN_ERR_OUT_OF_MEMORY (-8)
 #define VELIN_ERR_INTERNAL (-9)          /* an unexpected internal failure */
+#define VELIN_ERR_BAD_OPTION (-10)       /* optionFlag above 1000, or widthSelector or auxParameter not finite */
 
 /* Called after each B-scan with the number done so far and the total; must not throw or longjmp. */
 typedef void (*velin_progress_fn)(int done, int total, void* user);

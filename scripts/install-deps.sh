@@ -10,6 +10,7 @@ packages=(
   libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev
   libfftw3-dev
   g++-mingw-w64-x86-64 wine64
+  clang-14 libclang-rt-14-dev   # the libFuzzer programs of tests/fuzz (make fuzz)
 )
 
 missing=()

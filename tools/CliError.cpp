@@ -1,7 +1,24 @@
 #include "CliError.h"
 
+#include <cstdio>
+
 namespace velin {
 namespace cli {
+
+std::string printable(const std::string& text) {
+    std::string shown;
+    for (char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F) {
+            shown.push_back(c);
+            continue;
+        }
+        char escaped[8];
+        std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
+        shown += escaped;
+    }
+    return shown;
+}
 
 std::string errorLine(const std::string& what, const std::string& file) {
     std::string text = what;
@@ -10,8 +27,8 @@ std::string errorLine(const std::string& what, const std::string& file) {
     // One line, whatever the message holds.
     for (char& c : text)
         if (c == '\n' || c == '\r') c = ' ';
-    std::string line = "velin: error: " + text;
-    if (!file.empty()) line += " (" + file + ")";
+    std::string line = "velin: error: " + printable(text);
+    if (!file.empty()) line += " (" + printable(file) + ")";
     return line;
 }
 

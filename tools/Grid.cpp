@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <utility>
+#include <vector>
 
 namespace velin {
 namespace cli {
@@ -22,16 +23,61 @@ GridCentre scanCentre(int numBScans, int numAScans) {
     return {(numBScans - 1) / 2.0, (numAScans - 1) / 2.0, "scan centre"};
 }
 
-// Offsets (B-scan, A-scan) of the positions within `radiusUm` of a position.
-std::vector<std::pair<int, int>> discOffsets(double radiusUm, const Spacing& spacing) {
-    const int reachB = static_cast<int>(radiusUm / spacing.bScanUm);
-    const int reachA = static_cast<int>(radiusUm / spacing.aScanUm);
-    std::vector<std::pair<int, int>> offsets;
-    for (int db = -reachB; db <= reachB; ++db)
-        for (int da = -reachA; da <= reachA; ++da)
-            if (std::hypot(db * spacing.bScanUm, da * spacing.aScanUm) <= radiusUm) offsets.emplace_back(db, da);
-    return offsets;
+// The positions within `radiusUm` of a position, row by row: for each B-scan offset db in -reach..reach
+// the A-scan offsets -halfWidth[db + reach]..halfWidth[db + reach] (-1 when the row misses the disc). One
+// number per row, so nothing grows with the number of positions in the disc.
+struct DiscRows {
+    int reach = 0;
+    std::vector<int> halfWidth;
+    std::size_t positions = 0;  ///< all positions of the disc, inside the scan or not
+};
+
+DiscRows discRows(double radiusUm, const Spacing& spacing) {
+    DiscRows disc;
+    disc.reach = static_cast<int>(radiusUm / spacing.bScanUm);
+    const int widest = static_cast<int>(radiusUm / spacing.aScanUm);
+    disc.halfWidth.resize(static_cast<std::size_t>(2 * disc.reach + 1));
+    for (int db = -disc.reach; db <= disc.reach; ++db) {
+        // The widest offset inside the circle, by the same distance test as every position gets.
+        const double across = db * spacing.bScanUm;
+        const double rest = radiusUm * radiusUm - across * across;
+        int width = rest < 0 ? -1 : std::min(widest, static_cast<int>(std::sqrt(rest) / spacing.aScanUm));
+        while (width >= 0 && std::hypot(across, width * spacing.aScanUm) > radiusUm) --width;
+        while (width < widest && std::hypot(across, (width + 1) * spacing.aScanUm) <= radiusUm) ++width;
+        disc.halfWidth[static_cast<std::size_t>(db + disc.reach)] = width;
+        if (width >= 0) disc.positions += static_cast<std::size_t>(2 * width + 1);
+    }
+    return disc;
 }
+
+// Running sums of the measured values and of their count along each B-scan, so that the sum over any run
+// of A-scans is one subtraction.
+struct RowSums {
+    int numAScans = 0;
+    std::vector<double> sum;
+    std::vector<std::size_t> count;
+
+    explicit RowSums(const ThicknessMap& map) : numAScans(map.numAScans) {
+        const std::size_t stride = static_cast<std::size_t>(numAScans) + 1;
+        sum.assign(stride * static_cast<std::size_t>(map.numBScans), 0.0);
+        count.assign(sum.size(), 0);
+        for (int b = 0; b < map.numBScans; ++b) {
+            for (int a = 0; a < numAScans; ++a) {
+                const std::size_t at = b * stride + static_cast<std::size_t>(a);
+                const float value = map.at(b, a);
+                const bool measured = !std::isnan(value);
+                sum[at + 1] = sum[at] + (measured ? value : 0.0);
+                count[at + 1] = count[at] + (measured ? 1 : 0);
+            }
+        }
+    }
+    /// Adds the measured values of B-scan b between A-scans first and last (both included, within the scan).
+    void add(int b, int first, int last, double& total, std::size_t& measured) const {
+        const std::size_t row = static_cast<std::size_t>(b) * (static_cast<std::size_t>(numAScans) + 1);
+        total += sum[row + static_cast<std::size_t>(last) + 1] - sum[row + static_cast<std::size_t>(first)];
+        measured += count[row + static_cast<std::size_t>(last) + 1] - count[row + static_cast<std::size_t>(first)];
+    }
+};
 
 struct Accumulator {
     double sum = 0.0;
@@ -176,26 +222,28 @@ GridCentre findMacularCentre(const VolumeView& volume, const Result& result, con
     map.numBScans = result.numBScans;
     map.numAScans = result.numAScans;
     map.values = retinaThickness(volume, result);
-    const auto offsets = discOffsets(kEtdrsDiametersMm[0] * 500.0, spacing);
+    const DiscRows disc = discRows(kEtdrsDiametersMm[0] * 500.0, spacing);
     // A disc counts only when a quarter of it is measured: a handful of points says nothing about a region.
-    const std::size_t needed = (offsets.size() + 3) / 4;
+    const std::size_t needed = (disc.positions + 3) / 4;
+    const RowSums rows(map);
 
     // Means of every disc first; a flat bottom holds several equal minima, and their centroid is the centre.
     std::vector<double> means(map.values.size(), std::numeric_limits<double>::infinity());
     double best = std::numeric_limits<double>::infinity();
     for (int b = 0; b < map.numBScans; ++b) {
         if (!inCentralHalf(b, map.numBScans)) continue;
+        // Only the rows of the disc that lie inside the scan cost time.
+        const int firstRow = std::max(-disc.reach, -b), lastRow = std::min(disc.reach, map.numBScans - 1 - b);
         for (int a = 0; a < map.numAScans; ++a) {
             if (!inCentralHalf(a, map.numAScans)) continue;
             double sum = 0.0;
             std::size_t count = 0;
-            for (const auto& offset : offsets) {
-                const int nb = b + offset.first, na = a + offset.second;
-                if (nb < 0 || nb >= map.numBScans || na < 0 || na >= map.numAScans) continue;
-                const float value = map.at(nb, na);
-                if (std::isnan(value)) continue;
-                sum += value;
-                ++count;
+            for (int db = firstRow; db <= lastRow; ++db) {
+                const int halfWidth = disc.halfWidth[static_cast<std::size_t>(db + disc.reach)];
+                if (halfWidth < 0) continue;
+                const int first = a - std::min(halfWidth, a);
+                const int last = a + std::min(halfWidth, map.numAScans - 1 - a);
+                rows.add(b + db, first, last, sum, count);
             }
             if (count < needed || count == 0) continue;
             const double mean = sum / static_cast<double>(count);

@@ -44,7 +44,32 @@ nlohmann::ordered_json gridJson(const GridResult& grid, const std::string& note)
     return json;
 }
 
+// Lower-case hexadecimal of every byte, e.g. "7363616eff".
+std::string hexBytes(const std::string& bytes) {
+    static const char digits[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned char byte : bytes) {
+        hex.push_back(digits[byte >> 4]);
+        hex.push_back(digits[byte & 0x0F]);
+    }
+    return hex;
+}
+
+void putInputPath(nlohmann::ordered_json& report, const std::string& path) {
+    using Json = nlohmann::ordered_json;
+    const std::string quoted = Json(path).dump(-1, ' ', false, Json::error_handler_t::replace);
+    const std::string readable = Json::parse(quoted).get<std::string>();
+    report["input"] = readable;
+    if (readable != path) report["input_hex"] = hexBytes(path);
+}
+
 }  // namespace
+
+std::string reportText(const nlohmann::ordered_json& report) {
+    // Every text in the report is valid UTF-8 by now; the handler only makes sure that writing the report
+    // can never fail after the volume was segmented.
+    return report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
 
 const char* outcomeText(Outcome outcome) {
     switch (outcome) {
@@ -62,7 +87,7 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
                            const ThicknessMap& map, const ThicknessSummary& summary, const GridResult& grid,
                            const std::string& gridNote, const std::vector<std::string>& files) {
     nlohmann::ordered_json report;
-    report["input"] = input.path;
+    putInputPath(report, input.path);
     report["velin_version"] = velin_version();
     report["shape"] = {{"b_scans", input.numBScans}, {"a_scans", input.numAScans}, {"depth", input.depth},
                        {"engine_depth", result.engineDepth}};
@@ -78,6 +103,7 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
                             {"smoothing", options.smoothing},
                             {"axial_factor", options.axialFactor},
                             {"axial_factor_source", input.axialFactorSource}};
+    report["notes"] = input.notes;
     report["outcome"] = outcomeText(result.outcome);
     report["b_scans_segmented"] = result.bscansSegmented;
     report["positions"] = {{"total", summary.positions},

@@ -2,18 +2,16 @@
 #include "Commands.h"
 #include "Interrupt.h"
 #include "Progress.h"
+#include "SegmentOptions.h"
 #include "VolumeJob.h"
 
-#include <Velin/Io/FloatScaling.h>
-
 #include <atomic>
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -24,67 +22,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct SegmentRequest {
-    std::vector<std::string> inputs;
-    std::string outputDir;
-    std::string shape;
-    std::string layout = "BAD";
-    std::string flip;
-    std::string scale;
-    std::string spacing;
-    std::string grid = "auto";
-    std::string axialFactor = "auto";
-    int jobs = 1;
-    SegmentSettings settings;
-};
-
-Spacing parseSpacing(const std::string& text) {
-    Spacing spacing;
-    char comma1 = 0, comma2 = 0;
-    std::istringstream in(text);
-    in >> spacing.depthUm >> comma1 >> spacing.aScanUm >> comma2 >> spacing.bScanUm;
-    const bool positive = spacing.depthUm > 0 && spacing.aScanUm > 0 && spacing.bScanUm > 0;
-    if (!in || comma1 != ',' || comma2 != ',' || !(in >> std::ws).eof() || !positive ||
-        !std::isfinite(spacing.depthUm) || !std::isfinite(spacing.aScanUm) || !std::isfinite(spacing.bScanUm))
-        throw CLI::ValidationError("--spacing-um", "expected three positive numbers dz,dx,dy, got '" + text + "'");
-    return spacing;
-}
-
-// Axis letters are checked once on the command line rather than once per volume, so that a typo is a usage
-// error (status 2, one line) whatever the number of inputs. Same rule as the readers: B, A, D in any case.
-void checkAxisLetters(const std::string& option, const std::string& text, bool allThree) {
-    std::string seen;
-    for (char c : text) {
-        const char axis = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        if (std::string("BAD").find(axis) == std::string::npos || seen.find(axis) != std::string::npos)
-            seen = "invalid";
-        else
-            seen += axis;
-    }
-    if (seen == "invalid" || (allThree && seen.size() != 3))
-        throw CLI::ValidationError(option, "expected " + std::string(allThree ? "the letters B, A and D once each"
-                                                                               : "distinct letters among B, A and D") +
-                                               ", got '" + text + "'");
-}
-
-GridChoice parseGrid(const std::string& text) {
-    static const std::map<std::string, GridChoice> names = {
-        {"auto", GridChoice::Auto}, {"etdrs", GridChoice::Etdrs}, {"circle", GridChoice::Circle},
-        {"none", GridChoice::None}};
-    return names.at(text);
-}
-
-// Output folders are named after the inputs' stems; a stem met again gets "-2", "-3"... in input order, so
-// that no volume overwrites another's outputs.
+// Output folders are named after the inputs' stems, byte for byte. A stem met again, or one an earlier
+// folder of this run already took (an input named scan-2 after two named scan), gets "-2", "-3"... in input
+// order, so that no volume overwrites another's outputs. The stems "." and ".." (of "..npy" and "...npy")
+// would name the output folder itself or its parent, so they are renamed like an empty stem.
 std::vector<std::string> outputFolders(const std::vector<std::string>& inputs, const std::string& outputDir) {
-    std::map<std::string, int> seen;
+    std::set<std::string> taken;
     std::vector<std::string> folders;
     for (const std::string& input : inputs) {
         std::string stem = fs::path(input).stem().string();
-        if (stem.empty()) stem = "volume";
-        const int count = ++seen[stem];
-        if (count > 1) stem += "-" + std::to_string(count);
-        folders.push_back((fs::path(outputDir) / stem).string());
+        if (stem.empty() || stem == "." || stem == "..") stem = "volume";
+        std::string name = stem;
+        for (int n = 2; taken.count(name) > 0; ++n) name = stem + "-" + std::to_string(n);
+        taken.insert(name);
+        folders.push_back((fs::path(outputDir) / name).string());
     }
     return folders;
 }
@@ -118,39 +69,23 @@ std::string percentText(double share) {
 
 std::string doneLine(const VolumeSummary& s) {
     std::ostringstream line;
-    line << "velin: " << s.input << ": " << s.result.bscansSegmented << "/" << s.result.numBScans
-         << " B-scans segmented (axial factor " << s.result.axialFactor << "), coverage " << percentText(s.thickness.coverage);
+    line << "velin: " << printable(s.input) << ": " << s.result.bscansSegmented << "/" << s.result.numBScans
+         << " B-scans segmented (axial factor " << s.result.axialFactor << "), coverage "
+         << percentText(s.thickness.coverage);
     if (std::isfinite(s.thickness.mean)) {
         char mean[32];
         std::snprintf(mean, sizeof mean, "%.1f", s.thickness.mean);
         line << ", mean RNFL thickness " << mean << " " << s.unit;
     }
     if (!s.gridSkipped.empty()) line << ", no grid (" << s.gridSkipped << ")";
-    line << " -> " << s.outputDir;
+    for (const std::string& note : s.notes) line << ", note: " << note;
+    line << " -> " << printable(s.outputDir);
     return line.str();
 }
 
 int runSegment(SegmentRequest& request) {
-    SegmentSettings& settings = request.settings;
-    if (!request.shape.empty())
-        parseShape(request.shape, settings.read.numBScans, settings.read.numAScans, settings.read.depth);
-    checkAxisLetters("--layout", request.layout, true);
-    checkAxisLetters("--flip", request.flip, false);
-    settings.read.layout = request.layout;
-    settings.read.flip = request.flip;
-    if (!request.scale.empty()) {
-        try {
-            settings.read.scale = io::parseScaleRule(request.scale);
-        } catch (const std::invalid_argument& e) {
-            throw CLI::ValidationError("--scale", e.what());
-        }
-    }
-    if (!request.spacing.empty()) {
-        settings.spacing = parseSpacing(request.spacing);
-        settings.spacingGiven = true;
-    }
-    settings.grid = parseGrid(request.grid);
-    settings.axialFactor = parseAxialFactor(request.axialFactor);
+    completeSettings(request);
+    const SegmentSettings& settings = request.settings;
 
     try {
         checkOutputFolder(request.outputDir);
@@ -168,7 +103,7 @@ int runSegment(SegmentRequest& request) {
     auto worker = [&]() {
         for (std::size_t i = next++; i < request.inputs.size(); i = next++) {
             const std::string& input = request.inputs[i];
-            const std::string name = fs::path(input).filename().string();
+            const std::string name = printable(fs::path(input).filename().string());
             const int slot = static_cast<int>(i);
             ProgressCallback progress = [&board, slot, &name](int done, int total) {
                 board.update(slot, name, done, total);
@@ -199,58 +134,7 @@ int runSegment(SegmentRequest& request) {
 void addSegmentCommand(CLI::App& app, int& exitStatus) {
     auto request = std::make_shared<SegmentRequest>();
     CLI::App* cmd = app.add_subcommand("segment", "Segment OCT volumes; one output folder per volume");
-    cmd->add_option("INPUT", request->inputs,
-                    "Volume files: .img (raw device cube), .raw (with --shape), .npy, .tif/.tiff, .vol")
-        ->required();
-    cmd->add_option("-o,--output", request->outputDir, "Folder that receives OUTDIR/<input stem>/")
-        ->required()
-        ->type_name("OUTDIR");
-    cmd->add_option("--shape", request->shape, "Sizes B-scans x A-scans x depth (needed for .raw)")
-        ->type_name("BxAxD");
-    cmd->add_option("--layout", request->layout,
-                    "Axis order of a .raw file, slowest first, as letters B, A, D")
-        ->type_name("ORDER")
-        ->default_str("BAD");
-    cmd->add_option("--flip", request->flip, "Axes to reverse after reading, as letters among B, A, D")
-        ->type_name("AXES");
-    cmd->add_option("--scale", request->scale,
-                    "Rule from float samples to 8 bits: minmax, clip255 or fourthroot (needed for float .npy)")
-        ->type_name("RULE");
-    cmd->add_option("--gap-scale", request->settings.engine.gapScale,
-                    "Gaps in a boundary shorter than trunc(100/X + 0.5) + 5 B-scans are bridged")
-        ->type_name("X")
-        ->default_str("100");
-    cmd->add_option("--width-selector", request->settings.engine.widthSelector,
-                    "With the A-scan count, picks the width of the engine's low-pass filter")
-        ->type_name("N")
-        ->default_str("20");
-    cmd->add_option("--aux", request->settings.engine.auxParameter, "Auxiliary engine parameter")
-        ->type_name("X")
-        ->default_str("0");
-    cmd->add_option("--smoothing", request->settings.engine.smoothing,
-                    "Smoothing of the boundary surfaces: 10*(N+1) diffusion steps")
-        ->type_name("N")
-        ->default_str("0");
-    cmd->add_option("--spacing-um", request->spacing,
-                    "Sample spacing in micrometres along depth, A-scans and B-scans (overrides the file's)")
-        ->type_name("DZ,DX,DY");
-    cmd->add_option("--grid", request->grid,
-                    "Thickness grid: etdrs (macula), circle (optic disc), none, or auto (from the scan kind)")
-        ->transform(CLI::IsMember({"auto", "etdrs", "circle", "none"}, CLI::ignore_case))
-        ->type_name("GRID")
-        ->default_str("auto");
-    cmd->add_option("--axial-factor", request->axialFactor,
-                    "Resample each A-scan to N times its samples for the engine, 1 to 8; auto: "
-                    "round(depth spacing / 1.95 um) within 1..4, or without a spacing 2 up to depth 640, else 1")
-        ->type_name("N|auto")
-        ->default_str("auto");
-    cmd->add_option("--eye", request->settings.eye, "OD or OS, for nasal and temporal (overrides the file's)")
-        ->type_name("EYE")
-        ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));
-    cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")
-        ->check(CLI::Range(1, 256))
-        ->type_name("N")
-        ->default_str("1");
+    declareSegmentOptions(*cmd, *request);
     cmd->callback([request, &exitStatus]() { exitStatus = runSegment(*request); });
 }
 

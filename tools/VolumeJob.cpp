@@ -34,14 +34,24 @@ std::string overlayName(int bScan) {
     return name;
 }
 
-// Collects the names of the files written, and turns a failed write into an error naming the file.
+// Collects the names of the files written, and turns a failed write into an error naming the file. A folder
+// this volume created is removed again, with what was written into it, when the volume fails before its
+// report is complete, so that no empty or half-filled folder is left behind; a reused folder is kept.
 class OutputFolder {
 public:
     explicit OutputFolder(std::string dir) : dir_(std::move(dir)) {
         std::error_code error;
-        fs::create_directories(dir_, error);
+        created_ = fs::create_directories(dir_, error);
         if (error) throw CliError("cannot create the output folder: " + error.message(), dir_);
     }
+    ~OutputFolder() {
+        if (!created_ || complete_) return;
+        std::error_code error;
+        for (const std::string& name : names_) fs::remove(fs::path(dir_) / name, error);
+        fs::remove(dir_, error);  // only when empty
+    }
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
 
     template <typename Write>
     void write(const std::string& name, Write&& writeTo) {
@@ -54,11 +64,15 @@ public:
         names_.push_back(name);
     }
 
+    /// Every output is written: the folder stays whatever happens next.
+    void keep() { complete_ = true; }
     const std::vector<std::string>& names() const { return names_; }
 
 private:
     std::string dir_;
     std::vector<std::string> names_;
+    bool created_ = false;
+    bool complete_ = false;
 };
 
 // The error line of a volume that could not be segmented says what a user can change about it.
@@ -107,6 +121,13 @@ GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
     return GridKind::None;
 }
 
+SpacingChoice chooseSpacing(const io::Volume& volume, const SegmentSettings& settings) {
+    if (settings.spacingGiven) return {settings.spacing, "command line", {}};
+    const Spacing spacing{volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm};
+    const bool any = spacing.depthUm > 0 || spacing.aScanUm > 0 || spacing.bScanUm > 0;
+    return {spacing, any ? "file" : "unknown", volume.notes};
+}
+
 VolumeSummary segmentFile(const std::string& input, const std::string& outputDir, const SegmentSettings& settings,
                           const ProgressCallback& progress) {
     io::Volume volume;
@@ -127,15 +148,10 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     summary.outputDir = outputDir;
 
     const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
-    ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, eye, volume.scanKind, {}, {}, {}};
-    if (settings.spacingGiven) {
-        input.spacing = settings.spacing;
-        input.spacingSource = "command line";
-    } else {
-        input.spacing = {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm};
-        const bool any = input.spacing.depthUm > 0 || input.spacing.aScanUm > 0 || input.spacing.bScanUm > 0;
-        input.spacingSource = any ? "file" : "unknown";
-    }
+    const SpacingChoice spacing = chooseSpacing(volume, settings);
+    ReportInput input{label,           volume.numBScans, volume.numAScans, volume.depth, eye,
+                      volume.scanKind, spacing.spacing,  spacing.source,   {},           spacing.notes};
+    summary.notes = spacing.notes;
 
     const AxialChoice axial = chooseAxialFactor(settings.axialFactor, input.spacing.depthUm, volume.depth);
     input.axialFactorSource = axial.source;
@@ -204,10 +220,11 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     std::vector<std::string> files = out.names();
     files.push_back("report.json");
     const std::string report =
-        buildReport(input, options, result, map, summary.thickness, grid, gridNote, files).dump(2) + "\n";
+        reportText(buildReport(input, options, result, map, summary.thickness, grid, gridNote, files));
     out.write("report.json", [&](const std::string& p) {
         io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});
     });
+    out.keep();
     summary.files = out.names();
     removeStaleOutputs(outputDir, summary.files);
 

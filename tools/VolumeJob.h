@@ -36,7 +36,18 @@ struct VolumeSummary {
     std::string unit;
     std::vector<std::string> files;  ///< names written into outputDir
     std::string gridSkipped;         ///< why a grid asked for by name was not evaluated; empty otherwise
+    std::vector<std::string> notes;  ///< values of the file that were not used (io::Volume::notes)
 };
+
+struct SpacingChoice {
+    Spacing spacing;
+    std::string source;              ///< "command line", "file" or "unknown"
+    std::vector<std::string> notes;  ///< the file's values that were not used, from the reader's notes
+};
+
+/// The spacing a volume is measured with: --spacing-um when given, otherwise the file's, which the reader
+/// has already kept within the plausible range (io::dropImplausibleSpacing).
+SpacingChoice chooseSpacing(const io::Volume& volume, const SegmentSettings& settings);
 
 /// Reads `input` and segments it into `outputDir` (created when missing). Throws CliError naming the file at
 /// fault when the volume cannot be read, nothing could be segmented or an output cannot be written; a

@@ -3,6 +3,8 @@
 // Checked C++ entry to the segmentation engine. It runs the same engine as the exported class and the C entry
 // (it calls velin_segment_ex), but validates its arguments first and makes volumes of any depth safe to pass.
 
+#include <Velin/Api/ArgumentCheck.h>
+
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -34,7 +36,7 @@ struct Options {
     /// Passed to the engine unchanged.
     float auxParameter = 0.0f;
     /// Smoothing of the final surface pass: the boundary surfaces are diffused 10 * (smoothing + 1) times;
-    /// negative values count as 0.
+    /// at most kMaxSmoothing (1000); negative values count as 0.
     int smoothing = 0;
     /// Axial resampling, 1 to 8: each A-scan is resampled to axialFactor times its samples before the engine
     /// runs, and the depths found are mapped back to the input's samples. The engine's depth rules (the
@@ -77,9 +79,10 @@ struct Result {
 ///
 /// Throws std::invalid_argument, with a message naming the argument and its value, for a null data pointer,
 /// a non-positive size, an axialFactor outside 1..8, sizes whose product (after resampling and depth padding)
-/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), and a gapScale
-/// that is 0, NaN, infinite or so close to 0 that the gap limit overflows. Throws std::bad_alloc when memory
-/// runs out and std::runtime_error for an internal failure of the engine.
+/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), a gapScale
+/// that is 0, NaN, infinite or so close to 0 that the gap limit overflows, a widthSelector or auxParameter
+/// that is not finite, and a smoothing above 1000: the rules of checkArguments (ArgumentCheck.h). Throws
+/// std::bad_alloc when memory runs out and std::runtime_error for an internal failure of the engine.
 ///
 /// Depth padding: the engine copies each B-scan into its working image as one block, which lines the A-scans
 /// up only when the depth is a multiple of 32. When it is not (e.g. 496-sample scanners), each A-scan is
@@ -97,6 +100,11 @@ struct Result {
 /// A volume of fewer than 10 B-scans, or one in which no B-scan could be segmented, is not an error: the
 /// result's outcome says so and its planes hold -1 (depths) and 0 (values) everywhere.
 Result segment(const VolumeView& volume, const Options& options = Options());
+
+/// The arguments of segment(volume, options) as checkArguments (ArgumentCheck.h) sees them, for callers that
+/// check before they call: checkOptions(callArguments({}, options)) checks the options alone, as the program
+/// does before it reads a file.
+CallArguments callArguments(const VolumeView& volume, const Options& options);
 
 /// Depth the engine works on for an input depth: the next multiple of 32 (the depth itself when it is one;
 /// the largest int when the next multiple does not fit).

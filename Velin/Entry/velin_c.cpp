@@ -4,11 +4,9 @@
 
 #include <Velin/velin_c.h>
 
+#include <Velin/Api/ArgumentCheck.h>
 #include <Velin/Entry/SegmentationRun.h>
 
-#include <cmath>
-#include <cstdint>
-#include <limits>
 #include <new>
 
 #ifndef VELIN_VERSION
@@ -17,42 +15,21 @@
 
 namespace {
 
-constexpr std::int64_t kInt32Max = std::numeric_limits<std::int32_t>::max();
-
-bool fitsInt32(std::int64_t value) { return value <= kInt32Max; }
-
-// The gap limit is trunc(100 / gapScale + 0.5) + 5 converted to a 32-bit integer. Besides 0, NaN and
-// infinity, a gapScale so close to 0 that this no longer fits would make that conversion undefined, so it is
-// rejected with the same code. Negative values are accepted: they only switch gap bridging off.
-bool gapScaleUsable(float gapScale) {
-    if (!std::isfinite(gapScale) || gapScale == 0.0f) {
-        return false;
-    }
-    const double limit = std::trunc(100.0 / static_cast<double>(gapScale) + 0.5);
-    return limit >= static_cast<double>(std::numeric_limits<std::int32_t>::min()) &&
-           limit <= static_cast<double>(kInt32Max - 5);
-}
-
+// The rules are those of the checked C++ entry (ArgumentCheck.h); here only the status code counts.
 int validate(const unsigned char* volume, int numBScans, int numAScans, int depth, const short* plane1,
-             const short* plane2, const short* plane3, const short* plane4, float gapScale) {
-    if (volume == nullptr) {
-        return VELIN_ERR_NULL_VOLUME;
-    }
-    if (plane1 == nullptr || plane2 == nullptr || plane3 == nullptr || plane4 == nullptr) {
-        return VELIN_ERR_NULL_PLANE;
-    }
-    if (numBScans <= 0 || numAScans <= 0 || depth <= 0) {
-        return VELIN_ERR_BAD_SIZE;
-    }
-    // The detector forms these products in 32-bit signed arithmetic when it addresses the volume and planes.
-    const std::int64_t positions = static_cast<std::int64_t>(numBScans) * numAScans;
-    if (!fitsInt32(positions) || !fitsInt32(positions * depth)) {
-        return VELIN_ERR_SIZE_OVERFLOW;
-    }
-    if (!gapScaleUsable(gapScale)) {
-        return VELIN_ERR_BAD_GAP_SCALE;
-    }
-    return VELIN_OK;
+             const short* plane2, const short* plane3, const short* plane4, float gapScale, float widthSelector,
+             float auxParameter, int optionFlag) {
+    velin::CallArguments call;
+    call.hasVolume = volume != nullptr;
+    call.hasPlanes = plane1 != nullptr && plane2 != nullptr && plane3 != nullptr && plane4 != nullptr;
+    call.numBScans = numBScans;
+    call.numAScans = numAScans;
+    call.depth = depth;
+    call.gapScale = gapScale;
+    call.widthSelector = widthSelector;
+    call.auxParameter = auxParameter;
+    call.smoothing = optionFlag;
+    return velin::checkArguments(call).status;
 }
 
 }  // namespace
@@ -71,11 +48,13 @@ int velin_segment(const unsigned char* volume, int numBScans, int numAScans, int
 int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1, short* plane2,
                      short* plane3, short* plane4, float gapScale, float widthSelector, float auxParameter,
                      int optionFlag, velin_progress_fn progress, void* user, int* bscansSegmented) {
-    const int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale);
-    if (invalid != VELIN_OK) {
-        return invalid;
-    }
     try {
+        // Inside the try: the check composes a message on failure, which may run out of memory.
+        const int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
+                                     widthSelector, auxParameter, optionFlag);
+        if (invalid != VELIN_OK) {
+            return invalid;
+        }
         // The count goes through a local so that the caller's variable is written only once the run has
         // completed, never half-way through a failure.
         int segmented = 0;
@@ -123,6 +102,8 @@ const char* velin_status_message(int status) {
             return "out of memory";
         case VELIN_ERR_INTERNAL:
             return "internal error";
+        case VELIN_ERR_BAD_OPTION:
+            return "optionFlag must be at most 1000, and widthSelector and auxParameter finite";
         default:
             return "unknown status code";
     }

@@ -20,10 +20,15 @@ struct Volume {
 
     std::string eye;       ///< "OD", "OS" or empty when unknown
     std::string scanKind;  ///< "macula", "disc" or empty when unknown
-    /// Sample spacing in micrometres along depth, A-scans and B-scans; 0 where unknown.
+    /// Sample spacing in micrometres along depth, A-scans and B-scans; 0 where unknown. A value the file
+    /// gives outside the plausible range (SpacingCheck.h) is left unknown, and a note says so.
     double spacingDepthUm = 0.0;
     double spacingAScanUm = 0.0;
     double spacingBScanUm = 0.0;
+
+    /// What the reader could not take from the file as it stands, in words, e.g. "spacing between A-scans in
+    /// the file: inf um is outside 0.1 to 1000 um; taken as unknown". Empty for a sound file.
+    std::vector<std::string> notes;
 };
 
 /// How a float array becomes 8-bit samples.
@@ -45,7 +50,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads .img, .raw, .npy, .tif/.tiff or .vol, chosen by the file name's extension.
+/// Reads .img, .raw, .npy, .tif/.tiff or .vol, chosen by the file name's extension. Every file is read
+/// through ordinary reads, never mapped into memory, so a file that shrinks meanwhile gives a
+/// VolumeFileError rather than a crash; and nothing is allocated for data before the file was found to hold
+/// it.
 Volume readVolume(const std::string& path, const ReadOptions& options);
 
 }  // namespace io

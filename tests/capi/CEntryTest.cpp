@@ -62,7 +62,7 @@ TEST(CEntry, VersionAndADistinctMessageForEveryStatus) {
     const std::string unknown = entry().statusMessage(-1000);
     EXPECT_EQ(unknown, entry().statusMessage(1));
     std::set<std::string> seen = {unknown};
-    for (int status = VELIN_OK; status >= VELIN_ERR_INTERNAL; --status)
+    for (int status = VELIN_OK; status >= VELIN_ERR_BAD_OPTION; --status)
         EXPECT_TRUE(seen.insert(entry().statusMessage(status)).second) << "status " << status << " repeats a message";
 }
 
@@ -95,11 +95,20 @@ TEST(CEntry, ArgumentChecksWriteNothing) {
         {"gapScale +inf", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = inf; }},
         {"gapScale -inf", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = -inf; }},
         {"gap limit past 32 bits", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = 1e-8f; }},
+        // The final pass's step count 10 * (optionFlag + 1) overflows at the largest int; 1000 is the limit.
+        {"optionFlag past the limit", VELIN_ERR_BAD_OPTION, [](Call& c) { c.optionFlag = 1001; }},
+        {"optionFlag 2^31-1", VELIN_ERR_BAD_OPTION, [](Call& c) { c.optionFlag = std::numeric_limits<int>::max(); }},
+        {"widthSelector NaN", VELIN_ERR_BAD_OPTION, [](Call& c) { c.widthSelector = nan; }},
+        {"auxParameter -inf", VELIN_ERR_BAD_OPTION, [](Call& c) { c.auxParameter = -inf; }},
+        {"gap scale before option", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = nan, c.optionFlag = 1001; }},
         {"2^31-1 samples", VELIN_ERR_TOO_FEW_BSCANS,
          [](Call& c) { c.numBScans = 1, c.numAScans = 1, c.depth = std::numeric_limits<int>::max(); }},
         {"9 * 238609294 samples", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.numAScans = 1, c.depth = 238609294; }},
         {"negative gapScale", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.gapScale = -3.0f; }},
         {"gap limit just fits", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.gapScale = -1e-7f; }},
+        {"optionFlag at the limit", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.optionFlag = 1000; }},
+        {"negative optionFlag counts as 0", VELIN_ERR_TOO_FEW_BSCANS,
+         [](Call& c) { c.optionFlag = std::numeric_limits<int>::min(); }},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);

@@ -44,30 +44,47 @@ Planes legacyPlanes(const velin_test::SyntheticVolume& v, const Options& o) {
 TEST(ApiSegmentArguments, EachBadArgumentIsNamedWithItsValue) {
     const std::uint8_t sample = 0;
     const VolumeView good{&sample, 12, 16, 32};
-    const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     struct Case {
         VolumeView view;
-        float gapScale;
+        void (*change)(Options&);
         std::vector<std::string> expected;
     } const cases[] = {
-        {{nullptr, 12, 16, 32}, 100.0f, {"data", "null"}},
-        {{&sample, 0, 16, 32}, 100.0f, {"numBScans = 0"}},
-        {{&sample, 12, -3, 32}, 100.0f, {"numAScans = -3"}},
-        {{&sample, 12, 16, 0}, 100.0f, {"depth = 0"}},
-        {{&sample, 1000, 1000, 4096}, 100.0f, {"1000 x 1000 x 4096", "32 bits"}},
+        {{nullptr, 12, 16, 32}, [](Options&) {}, {"data", "null"}},
+        {{&sample, 0, 16, 32}, [](Options&) {}, {"numBScans = 0"}},
+        {{&sample, 12, -3, 32}, [](Options&) {}, {"numAScans = -3"}},
+        {{&sample, 12, 16, 0}, [](Options&) {}, {"depth = 0"}},
+        {{&sample, 1000, 1000, 4096}, [](Options&) {}, {"1000 x 1000 x 4096", "32 bits"}},
         // 2147483647 fits, but padded to a multiple of 32 it does not.
-        {{&sample, 1, 1, 2147483647}, 100.0f, {"depth padded to 2147483648"}},
-        {good, 0.0f, {"gapScale = 0"}},
-        {good, nan, {"gapScale = nan"}},
-        {good, inf, {"gapScale = inf"}},
-        {good, -inf, {"gapScale = -inf"}},
-        {good, 1e-30f, {"gapScale = 1e-30"}},
+        {{&sample, 1, 1, 2147483647}, [](Options&) {}, {"depth padded to 2147483648"}},
+        {good, [](Options& o) { o.gapScale = 0.0f; }, {"gapScale = 0"}},
+        {good, [](Options& o) { o.gapScale = std::numeric_limits<float>::quiet_NaN(); }, {"gapScale = nan"}},
+        {good, [](Options& o) { o.gapScale = std::numeric_limits<float>::infinity(); }, {"gapScale = inf"}},
+        {good, [](Options& o) { o.gapScale = -std::numeric_limits<float>::infinity(); }, {"gapScale = -inf"}},
+        {good, [](Options& o) { o.gapScale = 1e-30f; }, {"gapScale = 1e-30"}},
+        // The final surface pass's step count 10 * (smoothing + 1) overflows at the largest int, and a
+        // million already takes minutes: the limit is 1000.
+        {good, [](Options& o) { o.smoothing = std::numeric_limits<int>::max(); }, {"smoothing = 2147483647 is above 1000"}},
+        {good, [](Options& o) { o.smoothing = 1001; }, {"smoothing = 1001"}},
+        {good, [](Options& o) { o.widthSelector = std::numeric_limits<float>::quiet_NaN(); }, {"widthSelector = nan"}},
+        {good, [](Options& o) { o.auxParameter = -std::numeric_limits<float>::infinity(); }, {"auxParameter = -inf"}},
+        {good, [](Options& o) { o.axialFactor = 9; }, {"axialFactor = 9 is outside 1..8"}},
     };
     for (const Case& c : cases) {
         Options options;
-        options.gapScale = c.gapScale;
+        c.change(options);
         const std::string message = io_test::messageOf<std::invalid_argument>([&] { velin::segment(c.view, options); });
         for (const std::string& part : c.expected) EXPECT_TRUE(io_test::contains(message, part));
+        // The rules are those any caller can apply first, with the same words.
+        const velin::ArgumentProblem problem = velin::checkArguments(velin::callArguments(c.view, options));
+        EXPECT_EQ(message, "velin::segment: " + problem.message());
+    }
+    // The edges of what is accepted: nothing is thrown (fewer than 10 B-scans: the engine does nothing).
+    const std::vector<std::uint8_t> samples(9 * 16 * 32, 0);
+    for (const int smoothing : {1000, -1, std::numeric_limits<int>::min()}) {
+        Options options;
+        options.smoothing = smoothing;
+        options.gapScale = -1e-7f, options.widthSelector = -3e38f, options.auxParameter = 3e38f;
+        EXPECT_EQ(velin::segment({samples.data(), 9, 16, 32}, options).outcome, velin::Outcome::TooFewBScans);
     }
 }
 

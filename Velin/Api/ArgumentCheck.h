@@ -1,0 +1,140 @@
+#pragma once
+
+// The rules for the arguments of a segmentation call, shared by every entry that checks them: the C entry
+// (velin_segment, velin_segment_ex), the checked C++ entry (velin::segment), the program's options and the
+// Python module. The rules live in this header alone so that the shared library's C entry and the static
+// checked entry compile the very same rules without the library exporting a C++ symbol. The exported class
+// CVelinLayerSegment checks nothing but the B-scan count and stays so.
+
+#include <Velin/velin_c.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace velin {
+
+/// Largest axial factor (Options::axialFactor).
+constexpr int kMaxAxialFactor = 8;
+
+/// Largest smoothing level (Options::smoothing, the C entry's optionFlag). The final surface pass diffuses
+/// 10 * (smoothing + 1) times at rate 0.2, which spreads a surface over about sqrt(0.4 * steps) positions:
+/// 63 at this limit, more than any anatomical smoothing needs. Time grows linearly with the level, and from
+/// about 2^31 / 10 on the engine's step count overflows. Negative levels count as 0, as in the engine.
+constexpr int kMaxSmoothing = 1000;
+
+/// The arguments of one call as the checks see them.
+struct CallArguments {
+    bool hasVolume = true;
+    bool hasPlanes = true;
+    int numBScans = 1, numAScans = 1, depth = 1;
+    float gapScale = 100.0f;
+    float widthSelector = 20.0f;
+    float auxParameter = 0.0f;
+    int smoothing = 0;
+    int axialFactor = 1;
+    /// The checked C++ entry pads every A-scan to a multiple of 32 samples, so its size limits apply to the
+    /// padded depth; the C entry takes the depth as it is.
+    bool padsDepth = false;
+};
+
+/// The first argument at fault. `status` is the C entry's code for it (VELIN_OK when every argument
+/// passes); `message` names the argument and its value, e.g. "smoothing = 5000 is above 1000", and
+/// `argument` and `complaint` are its two halves ("smoothing", "5000 is above 1000").
+struct ArgumentProblem {
+    int status = VELIN_OK;
+    std::string argument;
+    std::string complaint;
+
+    explicit operator bool() const { return status != VELIN_OK; }
+    std::string message() const { return argument + " = " + complaint; }
+};
+
+namespace detail {
+
+constexpr std::int64_t kInt32Max = std::numeric_limits<std::int32_t>::max();
+constexpr int kDepthAlignment = 32;
+
+inline std::string numberText(double value) {
+    std::ostringstream text;
+    text.precision(9);
+    text << value;
+    return text.str();
+}
+
+inline ArgumentProblem problem(int status, std::string argument, std::string complaint) {
+    return {status, std::move(argument), std::move(complaint)};
+}
+
+}  // namespace detail
+
+/// The tuning values alone, as the program checks its options before reading any file: axialFactor 1..8;
+/// gapScale finite, not 0 and not so close to 0 that the gap limit trunc(100 / gapScale + 0.5) + 5
+/// overflows 32 bits (negative values switch bridging off); widthSelector and auxParameter finite;
+/// smoothing at most kMaxSmoothing.
+inline ArgumentProblem checkOptions(const CallArguments& call) {
+    using detail::numberText;
+    using detail::problem;
+    if (call.axialFactor < 1 || call.axialFactor > kMaxAxialFactor)
+        return problem(VELIN_ERR_BAD_OPTION, "axialFactor",
+                       std::to_string(call.axialFactor) + " is outside 1.." + std::to_string(kMaxAxialFactor));
+    const float gapScale = call.gapScale;
+    if (gapScale == 0.0f || !std::isfinite(gapScale))
+        return problem(VELIN_ERR_BAD_GAP_SCALE, "gapScale", numberText(gapScale) + " must be finite and not 0");
+    const double gapLimit = std::trunc(100.0 / static_cast<double>(gapScale) + 0.5);
+    if (gapLimit < static_cast<double>(std::numeric_limits<std::int32_t>::min()) ||
+        gapLimit > static_cast<double>(detail::kInt32Max - 5))
+        return problem(VELIN_ERR_BAD_GAP_SCALE, "gapScale", numberText(gapScale) + " is too close to 0");
+    if (!std::isfinite(call.widthSelector))
+        return problem(VELIN_ERR_BAD_OPTION, "widthSelector", numberText(call.widthSelector) + " must be finite");
+    if (!std::isfinite(call.auxParameter))
+        return problem(VELIN_ERR_BAD_OPTION, "auxParameter", numberText(call.auxParameter) + " must be finite");
+    if (call.smoothing > kMaxSmoothing)
+        return problem(VELIN_ERR_BAD_OPTION, "smoothing",
+                       std::to_string(call.smoothing) + " is above " + std::to_string(kMaxSmoothing));
+    return {};
+}
+
+/// Every argument, in the order of the C entry's status codes: the volume, the planes, the sizes, the axial
+/// factor, the size limits (after resampling and padding: every product the engine forms in 32-bit signed
+/// arithmetic, and a resampled depth within the 32767 samples a 16-bit depth plane holds), then the tuning
+/// values as checkOptions checks them.
+inline ArgumentProblem checkArguments(const CallArguments& call) {
+    using detail::problem;
+    if (!call.hasVolume) return problem(VELIN_ERR_NULL_VOLUME, "data", "null");
+    if (!call.hasPlanes) return problem(VELIN_ERR_NULL_PLANE, "plane", "null");
+    const std::pair<const char*, int> sizes[] = {
+        {"numBScans", call.numBScans}, {"numAScans", call.numAScans}, {"depth", call.depth}};
+    for (const auto& size : sizes)
+        if (size.second <= 0)
+            return problem(VELIN_ERR_BAD_SIZE, size.first, std::to_string(size.second) + " is not positive");
+    if (call.axialFactor < 1 || call.axialFactor > kMaxAxialFactor) return checkOptions(call);
+
+    const int factor = call.axialFactor;
+    const std::int64_t resampled = static_cast<std::int64_t>(call.depth) * factor;
+    const std::int64_t alignment = call.padsDepth ? detail::kDepthAlignment : 1;
+    const std::int64_t depth = (resampled + alignment - 1) / alignment * alignment;
+    const std::int64_t positions = static_cast<std::int64_t>(call.numBScans) * call.numAScans;
+    if (depth > detail::kInt32Max || positions > detail::kInt32Max || positions * depth > detail::kInt32Max) {
+        std::string complaint = std::to_string(call.numBScans) + " x " + std::to_string(call.numAScans) + " x " +
+                                std::to_string(call.depth);
+        if (factor != 1)
+            complaint +=
+                " (axialFactor = " + std::to_string(factor) + ": depth resampled to " + std::to_string(resampled) + ")";
+        if (depth != resampled) complaint += " (depth padded to " + std::to_string(depth) + ")";
+        return problem(VELIN_ERR_SIZE_OVERFLOW, "numBScans x numAScans x depth",
+                       complaint + " does not fit in 32 bits");
+    }
+    // Depths found on the resampled grid come back in 16-bit planes. With factor 1 the engine's own
+    // behaviour is kept whatever the depth.
+    if (factor != 1 && resampled > std::numeric_limits<std::int16_t>::max())
+        return problem(VELIN_ERR_SIZE_OVERFLOW, "depth",
+                       std::to_string(call.depth) + " with axialFactor = " + std::to_string(factor) + " gives " +
+                           std::to_string(resampled) + " samples, more than the 32767 a depth plane holds");
+    return checkOptions(call);
+}
+
+}  // namespace velin

@@ -1,0 +1,43 @@
+#include "FuzzTargets.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace velin_fuzz {
+namespace {
+
+// One function per reader, so that each reader is its own libFuzzer program with its own corpus. A new
+// reader needs a line here, seeds in MakeSeeds.cpp and its name in CMakeLists.txt.
+void readNpy(const std::uint8_t* data, std::size_t size) { readVolumeFile(".npy", data, size); }
+void readVol(const std::uint8_t* data, std::size_t size) { readVolumeFile(".vol", data, size); }
+void readImg(const std::uint8_t* data, std::size_t size) { readVolumeFile(".img", data, size); }
+void readRaw(const std::uint8_t* data, std::size_t size) { readVolumeFile(".raw", data, size); }
+void readTiff(const std::uint8_t* data, std::size_t size) { readVolumeFile(".tif", data, size); }
+
+}  // namespace
+
+const std::vector<NamedTarget>& targets() {
+    static const std::vector<NamedTarget> all = {
+        {"read_npy", readNpy},
+        {"read_vol", readVol},
+        {"read_img", readImg},
+        {"read_raw", readRaw},
+        {"read_tiff", readTiff},
+        {"entry", segmentSmallVolume},
+        {"options", checkOptionsAndSpacing},
+    };
+    return all;
+}
+
+Target findTarget(const std::string& name) {
+    for (const NamedTarget& target : targets())
+        if (name == target.name) return target.run;
+    return nullptr;
+}
+
+void broken(const std::string& what) {
+    std::fprintf(stderr, "velin fuzz: broken invariant: %s\n", what.c_str());
+    std::abort();
+}
+
+}  // namespace velin_fuzz
