@@ -228,7 +228,12 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     summary.files = out.names();
     removeStaleOutputs(outputDir, summary.files);
 
-    if (!result.segmented()) throw CliError(failureText(result, axial.factor), label);
+    if (!result.segmented()) {
+        // A spacing the file could not give may be why (the automatic axial factor follows it): say so too.
+        std::string text = failureText(result, axial.factor);
+        for (const std::string& note : summary.notes) text += "; note: " + note;
+        throw CliError(text, label);
+    }
     return summary;
 }
 

@@ -125,10 +125,11 @@ Volume readTiffStack(const std::string& path) {
                            std::to_string(size) + " bytes");
         }
         if (pixels > ratio * stored) {
-            fail(path, where + "expected at most " + std::to_string(ratio) + " pixel(s) per stored byte (compression " +
-                           std::to_string(compression) + "), found " + std::to_string(width) + "x" +
-                           std::to_string(height) + " pixels in " + std::to_string(stored) + " bytes of strips (file " +
-                           std::to_string(size) + " bytes)");
+            fail(path, where + "truncated or damaged: " + std::to_string(width) + "x" + std::to_string(height) +
+                           " pixels cannot come from the " + std::to_string(stored) +
+                           " bytes its strips hold in the file (" + std::to_string(size) + " bytes) at " +
+                           std::to_string(ratio) + " pixel(s) per byte at most (compression " +
+                           std::to_string(compression) + ")");
         }
 
         // A page is depth rows of A-scan samples; the library wants each A-scan contiguous.

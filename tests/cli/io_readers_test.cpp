@@ -235,9 +235,9 @@ TEST(IoTiffReader, PagesClaimingMorePixelsThanTheirStripsHoldAreRefusedUpFront) 
         std::uint32_t stripBytes;
         std::vector<std::string> expected;
     } const cases[] = {
-        {"uncompressed.tif", 46000, 46000, 1, 520000, {"46000x46000 pixels in 520000 bytes", "at most 1 pixel"}},
-        {"lzw.tif", 46000, 46000, 5, 520000, {"46000x46000 pixels in 520000 bytes", "at most 2048"}},
-        {"packbits.tif", 4000, 4000, 32773, 200000, {"4000x4000 pixels in 200000 bytes", "at most 64"}},
+        {"uncompressed.tif", 46000, 46000, 1, 520000, {"46000x46000 pixels cannot come from the 520000 bytes", "1 pixel(s) per byte"}},
+        {"lzw.tif", 46000, 46000, 5, 520000, {"46000x46000 pixels cannot come from the 520000 bytes", "2048 pixel(s)"}},
+        {"packbits.tif", 4000, 4000, 32773, 200000, {"4000x4000 pixels cannot come from the 200000 bytes", "64 pixel(s)"}},
     };
     for (const Case& c : cases) {
         const std::string message =

@@ -1,7 +1,10 @@
 #include "FuzzTargets.h"
 
+#include <Velin/Io/SpacingCheck.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace velin_fuzz {
 namespace {
@@ -33,6 +36,15 @@ Target findTarget(const std::string& name) {
     for (const NamedTarget& target : targets())
         if (name == target.name) return target.run;
     return nullptr;
+}
+
+void requirePlausibleSpacing(double depthUm, double aScanUm, double bScanUm) {
+    using velin::io::SpacingAxis;
+    const std::pair<SpacingAxis, double> spacings[] = {
+        {SpacingAxis::Depth, depthUm}, {SpacingAxis::AScan, aScanUm}, {SpacingAxis::BScan, bScanUm}};
+    for (const auto& spacing : spacings)
+        if (spacing.second != 0.0 && !velin::io::spacingProblem(spacing.first, spacing.second).empty())
+            broken(std::string("an implausible ") + velin::io::spacingAxisName(spacing.first) + " got through");
 }
 
 void broken(const std::string& what) {

@@ -41,6 +41,9 @@ bool entryRunsEngine(const std::uint8_t* data, std::size_t size);
 /// spacing through the thickness map, the grids and the thickness picture (see OptionsTarget.cpp).
 void checkOptionsAndSpacing(const std::uint8_t* data, std::size_t size);
 
+/// Stops the process unless each spacing is 0 (unknown) or within the plausible range of SpacingCheck.h.
+void requirePlausibleSpacing(double depthUm, double aScanUm, double bScanUm);
+
 /// Stops the process with a message: a target's invariant does not hold.
 [[noreturn]] void broken(const std::string& what);
 

@@ -74,15 +74,6 @@ velin::Result syntheticResult(int nb, int na, std::uint8_t holes, std::vector<st
     return r;
 }
 
-void checkSpacing(const Spacing& spacing) {
-    const std::pair<velin::io::SpacingAxis, double> values[] = {{velin::io::SpacingAxis::Depth, spacing.depthUm},
-                                                                {velin::io::SpacingAxis::AScan, spacing.aScanUm},
-                                                                {velin::io::SpacingAxis::BScan, spacing.bScanUm}};
-    for (const auto& value : values)
-        if (value.second != 0.0 && !velin::io::spacingProblem(value.first, value.second).empty())
-            broken("an implausible spacing got through");
-}
-
 }  // namespace
 
 void checkOptionsAndSpacing(const std::uint8_t* data, std::size_t size) {
@@ -104,7 +95,7 @@ void checkOptionsAndSpacing(const std::uint8_t* data, std::size_t size) {
 
     velin::io::dropImplausibleSpacing(volume);  // as readVolume does
     const SpacingChoice choice = chooseSpacing(volume, settings);
-    checkSpacing(choice.spacing);
+    requirePlausibleSpacing(choice.spacing.depthUm, choice.spacing.aScanUm, choice.spacing.bScanUm);
     const AxialChoice axial = chooseAxialFactor(settings.axialFactor, choice.spacing.depthUm, volume.depth);
     if (axial.factor < 1 || axial.factor > velin::kMaxAxialFactor) broken("axial factor out of range");
 

@@ -9,7 +9,6 @@
 #include "FuzzInput.h"
 #include "FuzzTargets.h"
 
-#include <Velin/Io/SpacingCheck.h>
 #include <Velin/Io/VolumeFile.h>
 
 #include <cmath>
@@ -67,12 +66,7 @@ void checkVolume(const velin::io::Volume& v) {
     const double samples = static_cast<double>(v.numBScans) * v.numAScans * v.depth;
     if (samples > 2147483647.0 || v.samples.size() != static_cast<std::size_t>(samples))
         broken("a read volume's samples do not match its shape");
-    const std::pair<velin::io::SpacingAxis, double> spacings[] = {{velin::io::SpacingAxis::Depth, v.spacingDepthUm},
-                                                                  {velin::io::SpacingAxis::AScan, v.spacingAScanUm},
-                                                                  {velin::io::SpacingAxis::BScan, v.spacingBScanUm}};
-    for (const auto& spacing : spacings)
-        if (spacing.second != 0.0 && !velin::io::spacingProblem(spacing.first, spacing.second).empty())
-            broken("a read volume carries an implausible spacing");
+    requirePlausibleSpacing(v.spacingDepthUm, v.spacingAScanUm, v.spacingBScanUm);
     if (!v.eye.empty() && v.eye != "OD" && v.eye != "OS") broken("a read volume names an unknown eye");
 }
 

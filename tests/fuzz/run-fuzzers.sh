@@ -2,7 +2,8 @@
 # Runs the libFuzzer programs of a fuzzing build (make fuzz).
 #
 #   run-fuzzers.sh --check                  exit status 0 when clang-14 and libFuzzer are installed
-#   run-fuzzers.sh BUILD SECONDS [TARGET..] each target (default: all) for SECONDS, one after the other
+#   run-fuzzers.sh BUILD SECONDS [TARGET..] each target (default: every fuzz_<target> program in BUILD) for
+#                                           SECONDS, one after the other
 #
 # Seeds are made afresh (fuzz_seeds, from phantoms and the shared sample when present); what a run finds
 # stays in BUILD/fuzz-corpus/<target>, so later runs start from it. Crashing inputs go to
@@ -26,7 +27,10 @@ seconds=${2:?usage: run-fuzzers.sh BUILD SECONDS [TARGET...]}
 shift 2
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  targets=(read_npy read_vol read_img read_raw read_tiff entry options)
+  for program in "$build"/tests/fuzz/fuzz_*; do
+    name=${program##*/fuzz_}
+    [ "$name" != seeds ] && [ -x "$program" ] && targets+=("$name")
+  done
 fi
 
 # The readers' target writes its input to a scratch file for every run: in memory where possible. The
