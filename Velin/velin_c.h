@@ -25,7 +25,7 @@ extern "C" {
 /* Called after each B-scan with the number done so far and the total; must not throw or longjmp. */
 typedef void (*velin_progress_fn)(int done, int total, void* user);
 
-/* Library version, e.g. "0.1.0". */
+/* Library version, e.g. "0.2.0". */
 VELIN_API const char* velin_version(void);
 
 /* Segments a volume exactly as CVelinLayerSegment::VelinLayerSegment does (same planes, bit for bit), after
