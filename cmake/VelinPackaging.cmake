@@ -17,9 +17,7 @@ string(CONCAT CPACK_PACKAGE_DESCRIPTION
     "pkg-config files, and the velin program, which reads device cubes, raw\n"
     "cubes, NumPy arrays, TIFF stacks and exports, and writes depth maps,\n"
     "nerve-fibre-layer thickness maps, pictures and a report per volume.")
-set(CPACK_RESOURCE_FILE_README ${PROJECT_SOURCE_DIR}/README.md)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_SOURCE_GENERATOR "")
 
 # Debian: who answers for the package. The address is the project's to choose; set it when configuring.
 set(VELIN_PACKAGE_MAINTAINER "Velin developers <velin-developers@example.org>"

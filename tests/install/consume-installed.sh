@@ -19,8 +19,9 @@ mkdir -p "$work"
 "$cmake" --install "$build" --prefix "$work/staging" >/dev/null
 mv "$work/staging" "$work/prefix"
 prefix=$work/prefix
-libdir=$(dirname "$(find "$prefix" -name 'libvelin.so.0' | head -n 1)")
-[ -d "$libdir" ] || fail "no libvelin.so.0 under $prefix"
+library=$(find "$prefix" -name 'libvelin.so.0' | head -n 1)
+[ -n "$library" ] || fail "no libvelin.so.0 under $prefix"
+libdir=$(dirname "$library")
 
 # Headers: each one alone, so that a public header that includes an uninstalled one is caught.
 while IFS= read -r header; do
