@@ -65,22 +65,25 @@ private:
 // B-scans, or the planes of a run that segmented when this one could not. They would contradict report.json,
 // so they go; files the program never writes are left alone.
 void removeStaleOutputs(const std::string& dir, const std::vector<std::string>& written) {
-    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",
-                                                     "rnfl_weight.npy", "thickness.npy", "thickness.png"};
-    auto isOverlay = [](const std::string& name) {
-        return name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
-               std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
-    };
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(dir, error)) {
         const std::string name = entry.path().filename().string();
-        if ((fixedNames.count(name) || isOverlay(name)) &&
-            std::find(written.begin(), written.end(), name) == written.end())
+        if (isOutputName(name) && std::find(written.begin(), written.end(), name) == written.end())
             fs::remove(entry.path(), error);
     }
 }
 
 }  // namespace
+
+bool isOutputName(const std::string& name) {
+    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",
+                                                     "rnfl_weight.npy", "thickness.npy", "thickness.png",
+                                                     "report.json"};
+    const bool overlay =
+        name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
+        std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
+    return overlay || fixedNames.count(name) > 0;
+}
 
 GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
     switch (choice) {

@@ -88,6 +88,9 @@ VolumeSummary segmentFile(const std::string& input, const std::string& outputDir
 VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, const std::string& outputDir,
                             const SegmentSettings& settings, const ProgressCallback& progress);
 
+/// Whether `name` is one of the files a volume's folder receives (planes, pictures, overlays, report.json).
+bool isOutputName(const std::string& name);
+
 /// The grid a volume gets: the one asked for, or for Auto the one its scan kind calls for (none when the
 /// kind is unknown).
 GridKind chooseGrid(GridChoice choice, const std::string& scanKind);

@@ -38,6 +38,8 @@ py::object segmentFile(const std::string& input, const std::string& outputDir, c
 void bindBatch(py::module_& m) {
     m.def("segment_file", &segmentFile, py::arg("input"), py::arg("output_dir"), py::arg("arguments"),
           "Segments one file into output_dir as velin segment does; returns None or the error text.");
+    m.def("is_output_name", &cli::isOutputName, py::arg("name"),
+          "Whether a file of this name is one of a volume folder's outputs.");
     m.def("volume_folders", &cli::volumeFolders, py::arg("inputs"), py::arg("output_dir"),
           "The folder velin segment gives each input: OUTDIR/<stem>, repeated stems numbered -2, -3, ...");
 }
