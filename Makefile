@@ -62,7 +62,7 @@ python: build
 
 # The Python package's tests, on the installed package; they compare with the program in $(BUILD).
 test-python: python
-	@cd python && VELIN_CLI=$(abspath $(BUILD))/tools/velin ../$(VENV)/bin/python -m pytest -q -p no:cacheprovider tests
+	@VELIN_CLI=$(abspath $(BUILD))/tools/velin $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests
 
 # The built-in example: a phantom volume segmented into ./velin-demo/, compared with the phantom's truth.
 demo: build
