@@ -10,6 +10,10 @@ packages=(
   libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev
   libfftw3-dev
   g++-mingw-w64-x86-64 wine64
+  # The Python package (make python) and its tests: pybind11 builds the module; NumPy, Dask's distributed
+  # scheduler and pytest are Debian's, seen from the package's virtual environment.
+  python3-dev python3-venv python3-pip python3-setuptools python3-wheel pybind11-dev python3-pybind11
+  python3-numpy python3-distributed python3-pytest
 )
 
 missing=()
