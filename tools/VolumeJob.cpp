@@ -178,6 +178,15 @@ GridResult gridOf(GridKind kind, const VolumeView& view, const MeasuredVolume& m
     return evaluateGrid(kind, centre, measured.map, spacing, measured.input.eye);
 }
 
+std::vector<PlaneFile> planeFiles(const MeasuredVolume& measured) {
+    const Result& result = measured.result;
+    return {{"ilm.npy", result.upperDepth.data(), nullptr},
+            {"rnfl.npy", result.lowerDepth.data(), nullptr},
+            {"ilm_value.npy", result.upperValue.data(), nullptr},
+            {"rnfl_weight.npy", result.lowerWeight.data(), nullptr},
+            {"thickness.npy", nullptr, measured.map.values.data()}};
+}
+
 std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolume& measured,
                                       const std::string& outputDir) {
     const Result& result = measured.result;
@@ -188,13 +197,13 @@ std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolu
     OutputFolder out(outputDir);
     if (result.segmented()) {
         const int rows = result.numBScans, cols = result.numAScans;
-        out.write("ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); });
-        out.write("rnfl.npy", [&](const std::string& p) { io::writeNpy(p, result.lowerDepth.data(), rows, cols); });
-        out.write("ilm_value.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.upperValue.data(), rows, cols); });
-        out.write("rnfl_weight.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.lowerWeight.data(), rows, cols); });
-        out.write("thickness.npy", [&](const std::string& p) { io::writeNpy(p, map.values.data(), rows, cols); });
+        for (const PlaneFile& plane : planeFiles(measured))
+            out.write(plane.name, [&](const std::string& p) {
+                if (plane.int16 != nullptr)
+                    io::writeNpy(p, plane.int16, rows, cols);
+                else
+                    io::writeNpy(p, plane.float32, rows, cols);
+            });
         out.write("thickness.png", [&](const std::string& p) {
             io::writePng(p, toPicture(renderThicknessMap(map, measured.input.spacing, measured.grid)));
         });

@@ -70,6 +70,17 @@ MeasuredVolume measureVolume(const VolumeInput& volume, const SegmentSettings& s
 /// lateral spacing and a segmented volume; the caller checks both.
 GridResult gridOf(GridKind kind, const VolumeView& view, const MeasuredVolume& measured);
 
+/// One plane a segmented volume writes as .npy, (B-scans, A-scans), element b*numAScans + a.
+struct PlaneFile {
+    const char* name;                     ///< file name, e.g. "ilm.npy"
+    const std::int16_t* int16 = nullptr;  ///< the values, in one of the two types
+    const float* float32 = nullptr;
+};
+
+/// The .npy planes of a segmented volume, in the order they are written. The Python module returns exactly
+/// these planes, so a plane added here is added to both.
+std::vector<PlaneFile> planeFiles(const MeasuredVolume& measured);
+
 /// Writes every output of a measured volume into `outputDir` (created when missing) and returns the names
 /// written, report.json last. Throws CliError naming the file that cannot be written.
 std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolume& measured,

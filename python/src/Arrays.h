@@ -24,8 +24,8 @@ py::array_t<T> adoptVector(std::vector<T>&& values, const std::vector<py::ssize_
 
 /// A read-only array of `shape` over `values`, which `owner` keeps alive.
 template <typename T>
-py::array_t<T> readOnlyView(const std::vector<T>& values, const std::vector<py::ssize_t>& shape, py::handle owner) {
-    py::array_t<T> array(shape, values.data(), owner);
+py::array_t<T> readOnlyView(const T* values, const std::vector<py::ssize_t>& shape, py::handle owner) {
+    py::array_t<T> array(shape, values, owner);
     py::detail::array_proxy(array.ptr())->flags &= ~py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
     return array;
 }

@@ -5,8 +5,11 @@
 
 #include <VolumeJob.h>
 
+#include <pybind11/stl.h>
+
 #include <limits>
 #include <string>
+#include <vector>
 
 namespace velin {
 namespace python {
@@ -60,12 +63,21 @@ py::array plane(const py::object& self, const std::string& name) {
     const auto& s = self.cast<const Segmentation&>();
     const Result& result = s.measured.result;
     const std::vector<py::ssize_t> shape{result.numBScans, result.numAScans};
-    if (name == "ilm") return readOnlyView(result.upperDepth, shape, self);
-    if (name == "rnfl") return readOnlyView(result.lowerDepth, shape, self);
-    if (name == "ilm_value") return readOnlyView(result.upperValue, shape, self);
-    if (name == "rnfl_weight") return readOnlyView(result.lowerWeight, shape, self);
-    if (name == "thickness") return readOnlyView(s.measured.map.values, shape, self);
+    for (const cli::PlaneFile& file : cli::planeFiles(s.measured)) {
+        if (name + ".npy" != file.name) continue;
+        if (file.int16 != nullptr) return readOnlyView(file.int16, shape, self);
+        return readOnlyView(file.float32, shape, self);
+    }
     throw py::value_error("unknown plane '" + name + "'");
+}
+
+std::vector<std::string> planeNames(const Segmentation& s) {
+    std::vector<std::string> names;
+    for (const cli::PlaneFile& file : cli::planeFiles(s.measured)) {
+        const std::string name = file.name;
+        names.push_back(name.substr(0, name.size() - 4));
+    }
+    return names;
 }
 
 std::string report(const Segmentation& s) {
@@ -98,7 +110,8 @@ std::string grid(const Segmentation& s, const std::string& kind) {
 void bindSegmentation(py::module_& m) {
     py::class_<Segmentation>(m, "Segmentation", "One segmented volume (use velin.Result).")
         .def("plane", &plane, py::arg("name"),
-             "ilm, rnfl, ilm_value, rnfl_weight or thickness as a read-only array of shape (B-scans, A-scans).")
+             "A plane the program writes as <name>.npy, as a read-only array of shape (B-scans, A-scans).")
+        .def("plane_names", &planeNames, "The planes the program writes, without .npy, in its order.")
         .def("report", &report, "The report as the program writes it (without its file list), as JSON text.")
         .def("grid", &grid, py::arg("kind"), "The report's grid object for etdrs or circle, as JSON text.")
         .def_property_readonly("samples", [](const Segmentation& s) { return s.samples; })

@@ -16,15 +16,6 @@ import pytest
 import velin
 from conftest import SPACING, SPACING_UM, make_phantom, run_program
 
-PLANES = {
-    "ilm.npy": "ilm",
-    "rnfl.npy": "rnfl",
-    "ilm_value.npy": "ilm_value",
-    "rnfl_weight.npy": "rnfl_weight",
-    "thickness.npy": "thickness",
-}
-
-
 @pytest.mark.parametrize(
     "kind, eye, grid",
     [("macula", "OD", "etdrs"), ("disc", "OS", "circle")],
@@ -37,11 +28,13 @@ def test_results_equal_the_programs_files_byte_for_byte(tmp_path: Path, kind: st
 
     result = velin.segment(velin.read(source), spacing_um=SPACING_UM, eye=eye)
 
-    for name, attribute in PLANES.items():
-        expected = np.load(written / name)
-        actual = getattr(result, attribute)
+    assert sorted(f"{name}.npy" for name in result.planes) == sorted(path.name for path in written.glob("*.npy"))
+    assert {"ilm", "rnfl", "ilm_value", "rnfl_weight", "thickness"} <= set(result.planes)
+    for name, actual in result.planes.items():
+        expected = np.load(written / f"{name}.npy")
         assert (actual.dtype, actual.shape) == (expected.dtype, expected.shape), name
         assert actual.tobytes() == expected.tobytes(), name
+        assert getattr(result, name) is actual
     report = json.loads((written / "report.json").read_text())
     # The program was told the grid; the Python result gives it on request and otherwise leaves it out.
     assert result.grid(grid) == report["grid"]

@@ -25,18 +25,23 @@ class Result:
     - ``thickness``: float32 ``rnfl - ilm`` in micrometres when the depth spacing is known (else in
       samples, see ``unit``), NaN where either boundary is missing or the lower lies above the upper.
 
-    ``report`` is the report.json the program would write for the volume (without its file list);
-    ``coverage``, ``thickness_stats`` and the other attributes are taken from it.
+    ``planes`` maps each of these names to its array (the program's .npy files without ".npy"). ``report``
+    is the report.json the program would write for the volume (without its file list); ``coverage``,
+    ``thickness_stats`` and the other attributes are taken from it.
     """
 
     def __init__(self, segmentation: Any) -> None:
         self._segmentation = segmentation
         self.report: Dict[str, Any] = json.loads(segmentation.report())
-        self.ilm: np.ndarray = segmentation.plane("ilm")
-        self.rnfl: np.ndarray = segmentation.plane("rnfl")
-        self.ilm_value: np.ndarray = segmentation.plane("ilm_value")
-        self.rnfl_weight: np.ndarray = segmentation.plane("rnfl_weight")
-        self.thickness: np.ndarray = segmentation.plane("thickness")
+        self.ilm: np.ndarray
+        self.rnfl: np.ndarray
+        self.ilm_value: np.ndarray
+        self.rnfl_weight: np.ndarray
+        self.thickness: np.ndarray
+        # Every plane the program writes as <name>.npy is an attribute of the same name.
+        self.planes: Dict[str, np.ndarray] = {name: segmentation.plane(name) for name in segmentation.plane_names()}
+        for name, values in self.planes.items():
+            setattr(self, name, values)
 
     @property
     def volume(self) -> np.ndarray:
