@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import logging
 import os
+import tempfile
 from contextlib import contextmanager
 from pathlib import Path
 from typing import Any, Dict, Iterator, List, Mapping, Optional, Sequence
@@ -99,18 +100,22 @@ def connect(workers: Optional[int], scheduler: Optional[str], scheduler_file: Op
         finally:
             client.close()
         return
-    cluster = LocalCluster(
-        n_workers=workers or os.cpu_count() or 1,
-        threads_per_worker=1,
-        processes=True,
-        dashboard_address=None,
-        silence_logs=logging.ERROR,
-    )
-    try:
-        with Client(cluster) as client:
-            yield client
-    finally:
-        cluster.close()
+    # A work folder of its own: the shared default may hold stale locks of killed workers, whose clean-up
+    # the workers would report on the terminal.
+    with tempfile.TemporaryDirectory(prefix="velin-dask-") as scratch:
+        cluster = LocalCluster(
+            n_workers=workers or os.cpu_count() or 1,
+            threads_per_worker=1,
+            processes=True,
+            dashboard_address=None,
+            silence_logs=logging.ERROR,
+            local_directory=scratch,
+        )
+        try:
+            with Client(cluster) as client:
+                yield client
+        finally:
+            cluster.close()
 
 
 def done_line(row: Mapping[str, str]) -> str:
@@ -162,10 +167,11 @@ def run_batch(
             rows[index] = row
     cohort.write_cohort(table, [rows[index] for index in sorted(rows)])
 
-    bar = ProgressBar(len(jobs), done=len(rows))
-    bar.failed = sum(row["status"] != cohort.OK for row in rows.values())
+    bar = ProgressBar(len(jobs), done=len(rows), failed=sum(row["status"] != cohort.OK for row in rows.values()))
     if rows:
         bar.line(f"velin.batch: {len(rows)} of {len(jobs)} volumes already done with these options; skipped")
+    else:
+        bar.show()
     todo: List[int] = [index for index in range(len(jobs)) if index not in rows]
     interrupted = False
     try:

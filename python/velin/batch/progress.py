@@ -12,13 +12,16 @@ class ProgressBar:
     """Redraws one status line on `stream` (normally stderr) when it is a terminal; lines printed through
     :meth:`line` go to stdout above it."""
 
-    def __init__(self, total: int, done: int = 0, stream: TextIO = sys.stderr) -> None:
+    def __init__(self, total: int, done: int = 0, failed: int = 0, stream: TextIO = sys.stderr) -> None:
         self.total = total
         self.done = done
-        self.failed = 0
+        self.failed = failed
         self.stream = stream
         self.live = stream.isatty()
         self._drawn = False
+
+    def show(self) -> None:
+        self._draw()
 
     def line(self, text: str) -> None:
         self._clear()
