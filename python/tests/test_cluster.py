@@ -46,7 +46,8 @@ def cluster(tmp_path: Path) -> Iterator[tuple]:
     try:
         wait_for(scheduler_file.exists, "the scheduler file", processes)
         workers = [dask("worker", "--scheduler-file", str(scheduler_file), "--nthreads", "1", "--nworkers", "1",
-                        *loopback, log=tmp_path / f"worker{k}.log") for k in range(2)]
+                        "--local-directory", str(tmp_path / f"worker{k}"), *loopback, log=tmp_path / f"worker{k}.log")
+                   for k in range(2)]
         processes += workers
         yield scheduler_file, workers, tmp_path / "scheduler.log"
     finally:
