@@ -4,21 +4,23 @@ next to the program's own parallel mode (velin segment -j N) on the same volumes
     .venv/bin/python bench/batch_throughput.py [--volumes 16] [--workers 1 2] [--shape 128x512x1024]
 
 Phantoms are made once in a temporary folder; every run writes into a fresh output folder and is timed
-from start to exit, cluster start-up included. The processor model and the load average are printed with
-the figures, since wall time on a shared machine depends on both.
+from start to exit, cluster start-up included. Wall time on a shared machine depends on what else runs, so
+the processor model and the load average are printed with it, and so is the processor time of the run and
+all its processes (workers included) per volume, which does not.
 """
 
 from __future__ import annotations
 
 import argparse
 import os
+import resource
 import shutil
 import subprocess
 import sys
 import tempfile
 import time
 from pathlib import Path
-from typing import List
+from typing import List, Tuple
 
 REPO = Path(__file__).resolve().parents[1]
 PROGRAM = Path(os.environ.get("VELIN_CLI", REPO / "build" / "tools" / "velin"))
@@ -33,10 +35,14 @@ def processor() -> str:
     return "unknown"
 
 
-def timed(command: List[str]) -> float:
+def timed(command: List[str]) -> Tuple[float, float]:
+    """Wall seconds and processor seconds of the command and every process it waited for."""
+    before = resource.getrusage(resource.RUSAGE_CHILDREN)
     start = time.monotonic()
     subprocess.run(command, check=False, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    return time.monotonic() - start
+    wall = time.monotonic() - start
+    after = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return wall, (after.ru_utime - before.ru_utime) + (after.ru_stime - before.ru_stime)
 
 
 def main() -> None:
@@ -66,9 +72,10 @@ def main() -> None:
             }
             for name, command in runs.items():
                 out = Path(scratch) / "out"
-                seconds = timed([*command, "-o", str(out), *options])
+                seconds, processor_seconds = timed([*command, "-o", str(out), *options])
                 shutil.rmtree(out, ignore_errors=True)
                 print(f"{name:28s} {seconds:6.1f} s  {60 * args.volumes / seconds:5.1f} volumes/min  "
+                      f"{processor_seconds / args.volumes:5.2f} processor s/volume  "
                       f"(load average {os.getloadavg()[0]:.1f})")
 
 

@@ -26,16 +26,19 @@ py::tuple describe(io::Volume&& volume) {
 py::tuple readVolume(const std::string& path, const py::dict& arguments) {
     const cli::SegmentSettings settings = settingsFrom(arguments, false);
     io::Volume volume;
+    std::string failure;
     {
         py::gil_scoped_release free;
         try {
             volume = io::readVolume(path, settings.read);
         } catch (const io::VolumeFileError& e) {
-            // The message is the program's line for the file, without its "velin: error: ".
-            py::gil_scoped_acquire held;
-            PyErr_SetString(PyExc_OSError, cli::errorText(e.what(), path).c_str());
-            throw py::error_already_set();
+            failure = cli::errorText(e.what(), path);
         }
+    }
+    // The message is the program's line for the file, without its "velin: error: ".
+    if (!failure.empty()) {
+        PyErr_SetString(PyExc_OSError, failure.c_str());
+        throw py::error_already_set();
     }
     return describe(std::move(volume));
 }

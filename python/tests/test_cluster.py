@@ -15,7 +15,7 @@ from typing import Iterator, List
 
 import pytest
 
-from conftest import SPACING, folder_files, make_phantom, run_program
+from conftest import folder_files, make_phantom, run_program
 
 VOLUMES = 8
 START_TIMEOUT_S = 60
