@@ -93,6 +93,9 @@ def test_bad_samples_and_grids() -> None:
         velin.segment(np.zeros((16, 64), np.uint8))
     with pytest.raises(TypeError, match="expected uint8 samples of shape"):
         velin.Volume(np.zeros((2, 3), np.uint8))
+    for spacing in [(1.0, 2.0), (1.0, -2.0, None), (1.0, float("inf"), 3.0)]:
+        with pytest.raises(ValueError, match=re.escape("spacing_um: expected (depth, a_scan, b_scan)")):
+            velin.Volume(np.zeros((12, 16, 64), np.uint8), spacing_um=spacing)
 
     # Too few B-scans or nothing found is an outcome, not an error.
     few = velin.segment(np.zeros((5, 16, 64), np.uint8))

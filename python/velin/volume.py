@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 import os
 from typing import Any, NamedTuple, Optional, Sequence, Tuple, Union
 
@@ -52,8 +53,7 @@ class Volume:
         # A read-only view: the caller's array keeps its own flags and nothing is copied.
         self.array = samples.view()
         self.array.flags.writeable = False
-        depth, a_scan, b_scan = tuple(spacing_um) if spacing_um is not None else (None, None, None)
-        self.spacing_um = Spacing(depth, a_scan, b_scan)
+        self.spacing_um = _checked_spacing(spacing_um)
         self.eye = eye
         self.scan_kind = scan_kind
         self.source = source
@@ -78,6 +78,22 @@ class Volume:
             f"Volume({b_scans}x{a_scans}x{depth}, spacing_um={tuple(self.spacing_um)}, eye={self.eye!r}, "
             f"scan_kind={self.scan_kind!r}, source={self.source!r})"
         )
+
+
+def _checked_spacing(spacing_um: Optional[Sequence[Optional[float]]]) -> Spacing:
+    def usable(value: Any) -> bool:
+        try:
+            return value is None or (float(value) > 0 and math.isfinite(float(value)))
+        except (TypeError, ValueError):
+            return False
+
+    values = (None, None, None) if spacing_um is None else tuple(spacing_um)
+    if len(values) != 3 or not all(usable(value) for value in values):
+        raise ValueError(
+            f"spacing_um: expected (depth, a_scan, b_scan) in micrometres, each positive or None, got {spacing_um!r}"
+        )
+    depth, a_scan, b_scan = (None if value is None else float(value) for value in values)
+    return Spacing(depth, a_scan, b_scan)
 
 
 def _spacing(values: Tuple[float, float, float]) -> Tuple[Optional[float], ...]:
