@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import logging
 import os
+import sys
 import tempfile
 from contextlib import contextmanager
 from pathlib import Path
@@ -91,10 +92,20 @@ def prepare_output_folder(output: Path) -> None:
 def connect(workers: Optional[int], scheduler: Optional[str], scheduler_file: Optional[str]) -> Iterator[Any]:
     """A client of the cluster named, or of a local cluster of `workers` processes (default: one per core),
     each running one volume at a time."""
-    from distributed import Client, LocalCluster
+    try:
+        from distributed import Client, LocalCluster
+    except ImportError:
+        raise BatchError("batches need Dask's distributed scheduler (Debian package python3-distributed)") from None
 
     if scheduler is not None or scheduler_file is not None:
-        client = Client(scheduler, scheduler_file=scheduler_file)
+        if scheduler_file is not None and not Path(scheduler_file).exists():
+            # Under a batch system the scheduler may still be starting; Dask waits for its file to appear.
+            print(f"velin.batch: waiting for the scheduler file {scheduler_file}", file=sys.stderr, flush=True)
+        try:
+            client = Client(scheduler, scheduler_file=scheduler_file)
+        except (OSError, TimeoutError, ValueError) as error:
+            where = scheduler if scheduler is not None else f"the scheduler of {scheduler_file}"
+            raise BatchError(f"cannot reach {where}: {error}") from None
         try:
             yield client
         finally:
@@ -198,9 +209,9 @@ def _run(
     scheduler_file: Optional[str],
 ) -> bool:
     """Runs the volumes `todo` on the cluster; returns whether Ctrl-C stopped it."""
-    from distributed import as_completed
-
     with connect(workers, scheduler, scheduler_file) as client:
+        from distributed import as_completed
+
         futures = {client.submit(run_volume, jobs[index], pure=False): index for index in todo}
         try:
             for future in as_completed(futures):
