@@ -9,8 +9,12 @@ WINPKG_BUILD ?= build-windows-package
 DIST        ?= dist
 JOBS        ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS  ?=
+VENV        ?= .venv
+# The system Python, whose Debian packages (NumPy, Dask, pytest) the virtual environment sees; another
+# python3 may come first on PATH.
+SYSTEM_PYTHON ?= /usr/bin/python3
 
-.PHONY: all deps configure build test test-sanitize demo clean windows test-windows package windows-package
+.PHONY: all deps configure build test test-sanitize demo clean windows test-windows package windows-package python test-python
 
 all: build
 
@@ -27,9 +31,11 @@ configure: deps-test
 build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
-# Every test: unit, integration, command line and the installed package; then the Windows build under Wine.
+# Every test: unit, integration, command line, the installed package and the Python package; then the
+# Windows build under Wine when the tools exist.
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	@$(MAKE) --no-print-directory test-python
 	@if bash scripts/test-windows.sh --check; then $(MAKE) --no-print-directory test-windows; \
 	else echo "velin: Windows tests skipped (x86_64-w64-mingw32-g++-posix or wine64 missing)"; fi
 
@@ -69,7 +75,7 @@ package: deps-package
 	  CFLAGS="$$(dpkg-buildflags --get CFLAGS) $$(dpkg-buildflags --get CPPFLAGS)" \
 	  CXXFLAGS="$$(dpkg-buildflags --get CXXFLAGS) $$(dpkg-buildflags --get CPPFLAGS)" \
 	  LDFLAGS="$$(dpkg-buildflags --get LDFLAGS)" \
-	  cmake -S . -B $(PKG_BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
+	  cmake -S . -B $(PKG_BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DVELIN_BUILD_PYTHON=OFF \
 	  -DVELIN_BUILD_TESTS=OFF -DVELIN_BUILD_BENCHMARKS=OFF $(CMAKE_ARGS) >/dev/null
 	@cmake --build $(PKG_BUILD) -j $(JOBS)
 	@rm -f $(PKG_BUILD)/*.deb
@@ -89,6 +95,18 @@ windows-package: deps-windows
 	@cd $(WINPKG_BUILD) && cpack -G ZIP >/dev/null
 	@mkdir -p $(DIST) && cp $(WINPKG_BUILD)/*.zip $(DIST)/
 	@for zip in $(WINPKG_BUILD)/*.zip; do echo "velin: $(DIST)/$${zip##*/}"; done
+
+# The Python package `velin` in the virtual environment $(VENV), which also sees the system's packages;
+# built with the project's CMake build and installed without any package index.
+python: build
+	@test -x $(VENV)/bin/python || $(SYSTEM_PYTHON) -m venv --system-site-packages $(VENV)
+	@VELIN_BUILD_DIR=$(abspath $(BUILD)) JOBS=$(JOBS) $(VENV)/bin/python -m pip install --no-build-isolation \
+	  --no-index --disable-pip-version-check --root-user-action=ignore --quiet ./python
+	@echo "velin: Python package installed in $(VENV); use $(VENV)/bin/python"
+
+# The Python package's tests, on the installed package; they compare with the program in $(BUILD).
+test-python: python
+	@VELIN_CLI=$(abspath $(BUILD))/tools/velin $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests
 
 clean:
 	@rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(PKG_BUILD) $(WINPKG_BUILD) $(DIST)

@@ -10,8 +10,12 @@ declare -A groups=(
   [library]="build-essential cmake libboost-dev"
   [demo]="library libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev"
   [windows]="library g++-mingw-w64-x86-64 wine64"
-  [test]="demo windows pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev"
+  [test]="demo windows python pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev"
   [package]="demo dpkg-dev file lintian"
+  # The Python package (make python): pybind11 builds the module; NumPy, Dask's distributed scheduler and
+  # pytest are Debian's, seen from the package's virtual environment.
+  [python]="demo python3-dev python3-venv python3-pip python3-setuptools python3-wheel pybind11-dev python3-pybind11
+            python3-numpy python3-distributed python3-pytest"
 )
 
 # Prints the packages of the given groups (or package names), groups expanded, each once.

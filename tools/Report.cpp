@@ -21,7 +21,9 @@ nlohmann::ordered_json spacingValue(double um) {
     return um > 0.0 ? nlohmann::ordered_json(um) : nlohmann::ordered_json(nullptr);
 }
 
-nlohmann::ordered_json gridJson(const GridResult& grid, const std::string& note) {
+}  // namespace
+
+nlohmann::ordered_json gridReport(const GridResult& grid, const std::string& note) {
     nlohmann::ordered_json json;
     json["type"] = gridName(grid.kind);
     if (grid.kind == GridKind::None) {
@@ -43,8 +45,6 @@ nlohmann::ordered_json gridJson(const GridResult& grid, const std::string& note)
     json["sectors"] = sectors;
     return json;
 }
-
-}  // namespace
 
 const char* outcomeText(Outcome outcome) {
     switch (outcome) {
@@ -94,7 +94,7 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
                            {"p75", number(summary.p75)},
                            {"p95", number(summary.p95)},
                            {"max", number(summary.maximum)}};
-    report["grid"] = gridJson(grid, gridNote);
+    report["grid"] = gridReport(grid, gridNote);
     report["files"] = files;
     return report;
 }

@@ -1,18 +1,16 @@
 #include "CliError.h"
 #include "Commands.h"
+#include "FolderNames.h"
 #include "Interrupt.h"
 #include "Progress.h"
+#include "SegmentArguments.h"
 #include "VolumeJob.h"
 
-#include <Velin/Io/FloatScaling.h>
-
 #include <atomic>
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -27,67 +25,9 @@ namespace fs = std::filesystem;
 struct SegmentRequest {
     std::vector<std::string> inputs;
     std::string outputDir;
-    std::string shape;
-    std::string layout = "BAD";
-    std::string flip;
-    std::string scale;
-    std::string spacing;
-    std::string grid = "auto";
-    std::string axialFactor = "auto";
     int jobs = 1;
-    SegmentSettings settings;
+    SegmentArguments arguments;
 };
-
-Spacing parseSpacing(const std::string& text) {
-    Spacing spacing;
-    char comma1 = 0, comma2 = 0;
-    std::istringstream in(text);
-    in >> spacing.depthUm >> comma1 >> spacing.aScanUm >> comma2 >> spacing.bScanUm;
-    const bool positive = spacing.depthUm > 0 && spacing.aScanUm > 0 && spacing.bScanUm > 0;
-    if (!in || comma1 != ',' || comma2 != ',' || !(in >> std::ws).eof() || !positive ||
-        !std::isfinite(spacing.depthUm) || !std::isfinite(spacing.aScanUm) || !std::isfinite(spacing.bScanUm))
-        throw CLI::ValidationError("--spacing-um", "expected three positive numbers dz,dx,dy, got '" + text + "'");
-    return spacing;
-}
-
-// Axis letters are checked once on the command line rather than once per volume, so that a typo is a usage
-// error (status 2, one line) whatever the number of inputs. Same rule as the readers: B, A, D in any case.
-void checkAxisLetters(const std::string& option, const std::string& text, bool allThree) {
-    std::string seen;
-    for (char c : text) {
-        const char axis = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        if (std::string("BAD").find(axis) == std::string::npos || seen.find(axis) != std::string::npos)
-            seen = "invalid";
-        else
-            seen += axis;
-    }
-    if (seen == "invalid" || (allThree && seen.size() != 3))
-        throw CLI::ValidationError(option, "expected " + std::string(allThree ? "the letters B, A and D once each"
-                                                                               : "distinct letters among B, A and D") +
-                                               ", got '" + text + "'");
-}
-
-GridChoice parseGrid(const std::string& text) {
-    static const std::map<std::string, GridChoice> names = {
-        {"auto", GridChoice::Auto}, {"etdrs", GridChoice::Etdrs}, {"circle", GridChoice::Circle},
-        {"none", GridChoice::None}};
-    return names.at(text);
-}
-
-// Output folders are named after the inputs' stems; a stem met again gets "-2", "-3"... in input order, so
-// that no volume overwrites another's outputs.
-std::vector<std::string> outputFolders(const std::vector<std::string>& inputs, const std::string& outputDir) {
-    std::map<std::string, int> seen;
-    std::vector<std::string> folders;
-    for (const std::string& input : inputs) {
-        std::string stem = fs::path(input).stem().string();
-        if (stem.empty()) stem = "volume";
-        const int count = ++seen[stem];
-        if (count > 1) stem += "-" + std::to_string(count);
-        folders.push_back((fs::path(outputDir) / stem).string());
-    }
-    return folders;
-}
 
 // Finds out before any work whether outputs can be written at all, so that an unwritable folder is one
 // error rather than one per volume.
@@ -131,26 +71,7 @@ std::string doneLine(const VolumeSummary& s) {
 }
 
 int runSegment(SegmentRequest& request) {
-    SegmentSettings& settings = request.settings;
-    if (!request.shape.empty())
-        parseShape(request.shape, settings.read.numBScans, settings.read.numAScans, settings.read.depth);
-    checkAxisLetters("--layout", request.layout, true);
-    checkAxisLetters("--flip", request.flip, false);
-    settings.read.layout = request.layout;
-    settings.read.flip = request.flip;
-    if (!request.scale.empty()) {
-        try {
-            settings.read.scale = io::parseScaleRule(request.scale);
-        } catch (const std::invalid_argument& e) {
-            throw CLI::ValidationError("--scale", e.what());
-        }
-    }
-    if (!request.spacing.empty()) {
-        settings.spacing = parseSpacing(request.spacing);
-        settings.spacingGiven = true;
-    }
-    settings.grid = parseGrid(request.grid);
-    settings.axialFactor = parseAxialFactor(request.axialFactor);
+    const SegmentSettings settings = makeSettings(request.arguments);
 
     try {
         checkOutputFolder(request.outputDir);
@@ -159,7 +80,7 @@ int runSegment(SegmentRequest& request) {
         return kExitFailure;
     }
 
-    const std::vector<std::string> folders = outputFolders(request.inputs, request.outputDir);
+    const std::vector<std::string> folders = volumeFolders(request.inputs, request.outputDir);
     installInterruptHandler(stderrIsTerminal());
     ProgressBoard board(stderrIsTerminal());
     std::atomic<std::size_t> next{0};
@@ -205,46 +126,46 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
     cmd->add_option("-o,--output", request->outputDir, "Folder that receives OUTDIR/<input stem>/")
         ->required()
         ->type_name("OUTDIR");
-    cmd->add_option("--shape", request->shape, "Sizes B-scans x A-scans x depth (needed for .raw)")
+    cmd->add_option("--shape", request->arguments.shape, "Sizes B-scans x A-scans x depth (needed for .raw)")
         ->type_name("BxAxD");
-    cmd->add_option("--layout", request->layout,
+    cmd->add_option("--layout", request->arguments.layout,
                     "Axis order of a .raw file, slowest first, as letters B, A, D")
         ->type_name("ORDER")
         ->default_str("BAD");
-    cmd->add_option("--flip", request->flip, "Axes to reverse after reading, as letters among B, A, D")
+    cmd->add_option("--flip", request->arguments.flip, "Axes to reverse after reading, as letters among B, A, D")
         ->type_name("AXES");
-    cmd->add_option("--scale", request->scale,
+    cmd->add_option("--scale", request->arguments.scale,
                     "Rule from float samples to 8 bits: minmax, clip255 or fourthroot (needed for float .npy)")
         ->type_name("RULE");
-    cmd->add_option("--gap-scale", request->settings.engine.gapScale,
+    cmd->add_option("--gap-scale", request->arguments.gapScale,
                     "Gaps in a boundary shorter than trunc(100/X + 0.5) + 5 B-scans are bridged")
         ->type_name("X")
         ->default_str("100");
-    cmd->add_option("--width-selector", request->settings.engine.widthSelector,
+    cmd->add_option("--width-selector", request->arguments.widthSelector,
                     "With the A-scan count, picks the width of the engine's low-pass filter")
         ->type_name("N")
         ->default_str("20");
-    cmd->add_option("--aux", request->settings.engine.auxParameter, "Auxiliary engine parameter")
+    cmd->add_option("--aux", request->arguments.auxParameter, "Auxiliary engine parameter")
         ->type_name("X")
         ->default_str("0");
-    cmd->add_option("--smoothing", request->settings.engine.smoothing,
+    cmd->add_option("--smoothing", request->arguments.smoothing,
                     "Smoothing of the boundary surfaces: 10*(N+1) diffusion steps")
         ->type_name("N")
         ->default_str("0");
-    cmd->add_option("--spacing-um", request->spacing,
+    cmd->add_option("--spacing-um", request->arguments.spacing,
                     "Sample spacing in micrometres along depth, A-scans and B-scans (overrides the file's)")
         ->type_name("DZ,DX,DY");
-    cmd->add_option("--grid", request->grid,
+    cmd->add_option("--grid", request->arguments.grid,
                     "Thickness grid: etdrs (macula), circle (optic disc), none, or auto (from the scan kind)")
         ->transform(CLI::IsMember({"auto", "etdrs", "circle", "none"}, CLI::ignore_case))
         ->type_name("GRID")
         ->default_str("auto");
-    cmd->add_option("--axial-factor", request->axialFactor,
+    cmd->add_option("--axial-factor", request->arguments.axialFactor,
                     "Resample each A-scan to N times its samples for the engine, 1 to 8; auto: "
                     "round(depth spacing / 1.95 um) within 1..4, or without a spacing 2 up to depth 640, else 1")
         ->type_name("N|auto")
         ->default_str("auto");
-    cmd->add_option("--eye", request->settings.eye, "OD or OS, for nasal and temporal (overrides the file's)")
+    cmd->add_option("--eye", request->arguments.eye, "OD or OS, for nasal and temporal (overrides the file's)")
         ->type_name("EYE")
         ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));
     cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")

@@ -61,35 +61,29 @@ private:
     std::vector<std::string> names_;
 };
 
-// The error line of a volume that could not be segmented says what a user can change about it.
-std::string failureText(const Result& result, int axialFactor) {
-    if (result.outcome == Outcome::TooFewBScans)
-        return "the volume has " + std::to_string(result.numBScans) + " B-scan" + (result.numBScans == 1 ? "" : "s") +
-               ", at least 10 are needed; report.json written";
-    return "no B-scan could be segmented with axial factor " + std::to_string(axialFactor) +
-           "; check the depth spacing (--spacing-um) or choose --axial-factor; report.json written";
-}
-
 // A folder reused from an earlier run may hold outputs this run does not write again: overlays of other
 // B-scans, or the planes of a run that segmented when this one could not. They would contradict report.json,
 // so they go; files the program never writes are left alone.
 void removeStaleOutputs(const std::string& dir, const std::vector<std::string>& written) {
-    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",
-                                                     "rnfl_weight.npy", "thickness.npy", "thickness.png"};
-    auto isOverlay = [](const std::string& name) {
-        return name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
-               std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
-    };
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(dir, error)) {
         const std::string name = entry.path().filename().string();
-        if ((fixedNames.count(name) || isOverlay(name)) &&
-            std::find(written.begin(), written.end(), name) == written.end())
+        if (isOutputName(name) && std::find(written.begin(), written.end(), name) == written.end())
             fs::remove(entry.path(), error);
     }
 }
 
 }  // namespace
+
+bool isOutputName(const std::string& name) {
+    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",
+                                                     "rnfl_weight.npy", "thickness.npy", "thickness.png",
+                                                     "report.json"};
+    const bool overlay =
+        name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
+        std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
+    return overlay || fixedNames.count(name) > 0;
+}
 
 GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
     switch (choice) {
@@ -120,44 +114,45 @@ VolumeSummary segmentFile(const std::string& input, const std::string& outputDir
     return segmentVolume(volume, input, outputDir, settings, progress);
 }
 
-VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, const std::string& outputDir,
-                            const SegmentSettings& settings, const ProgressCallback& progress) {
-    VolumeSummary summary;
-    summary.input = label;
-    summary.outputDir = outputDir;
+std::string failureText(const Result& result) {
+    if (result.outcome == Outcome::TooFewBScans)
+        return "the volume has " + std::to_string(result.numBScans) + " B-scan" + (result.numBScans == 1 ? "" : "s") +
+               ", at least 10 are needed; report.json written";
+    return "no B-scan could be segmented with axial factor " + std::to_string(result.axialFactor) +
+           "; check the depth spacing (--spacing-um) or choose --axial-factor; report.json written";
+}
 
+MeasuredVolume measureVolume(const VolumeInput& volume, const SegmentSettings& settings,
+                             const ProgressCallback& progress) {
+    MeasuredVolume measured;
+    const VolumeView& view = volume.view;
     const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
-    ReportInput input{label, volume.numBScans, volume.numAScans, volume.depth, eye, volume.scanKind, {}, {}, {}};
+    ReportInput& input = measured.input;
+    input = {volume.label, view.numBScans, view.numAScans, view.depth, eye, volume.scanKind, {}, {}, {}};
     if (settings.spacingGiven) {
         input.spacing = settings.spacing;
         input.spacingSource = "command line";
     } else {
-        input.spacing = {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm};
+        input.spacing = volume.spacing;
         const bool any = input.spacing.depthUm > 0 || input.spacing.aScanUm > 0 || input.spacing.bScanUm > 0;
         input.spacingSource = any ? "file" : "unknown";
     }
 
-    const AxialChoice axial = chooseAxialFactor(settings.axialFactor, input.spacing.depthUm, volume.depth);
+    const AxialChoice axial = chooseAxialFactor(settings.axialFactor, input.spacing.depthUm, view.depth);
     input.axialFactorSource = axial.source;
-    const VolumeView view{volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth};
-    Options options = settings.engine;
-    options.axialFactor = axial.factor;
-    options.progress = progress;
-    try {
-        summary.result = segment(view, options);
-    } catch (const std::invalid_argument& e) {
-        throw CliError(e.what(), label);
-    } catch (const std::bad_alloc&) {
-        throw CliError("not enough memory to segment the volume", label);
-    }
-    const Result& result = summary.result;
+    measured.options = settings.engine;
+    measured.options.axialFactor = axial.factor;
+    measured.options.progress = progress;
+    measured.result = segment(view, measured.options);
+    // The callback may refer to the caller's state, which need not outlive this call.
+    measured.options.progress = nullptr;
+    const Result& result = measured.result;
 
-    const ThicknessMap map = computeThickness(result, input.spacing);
-    summary.thickness = summariseThickness(result, map);
-    summary.unit = map.unit();
+    measured.map = computeThickness(result, input.spacing);
+    measured.thickness = summariseThickness(result, measured.map);
 
     GridKind kind = chooseGrid(settings.grid, volume.scanKind);
-    std::string gridNote;
+    std::string& gridNote = measured.gridNote;
     if (settings.grid == GridChoice::Auto && kind == GridKind::None)
         gridNote = "scan kind unknown; choose one with --grid";
     if (settings.grid == GridChoice::None) gridNote = "not asked for";
@@ -171,29 +166,46 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     }
     // Auto choosing none is routine; a grid named on the command line and not drawn deserves a word.
     if (kind == GridKind::None && (settings.grid == GridChoice::Etdrs || settings.grid == GridChoice::Circle))
-        summary.gridSkipped = gridNote;
-    GridResult grid;
-    if (kind != GridKind::None) {
-        const GridCentre centre =
-            kind == GridKind::Etdrs ? findMacularCentre(view, result, input.spacing) : findDiscCentre(result);
-        grid = evaluateGrid(kind, centre, map, input.spacing, eye);
-    }
+        measured.gridSkipped = gridNote;
+    if (kind != GridKind::None) measured.grid = gridOf(kind, view, measured);
+    return measured;
+}
 
+GridResult gridOf(GridKind kind, const VolumeView& view, const MeasuredVolume& measured) {
+    const Spacing& spacing = measured.input.spacing;
+    const GridCentre centre =
+        kind == GridKind::Etdrs ? findMacularCentre(view, measured.result, spacing) : findDiscCentre(measured.result);
+    return evaluateGrid(kind, centre, measured.map, spacing, measured.input.eye);
+}
+
+std::vector<PlaneFile> planeFiles(const MeasuredVolume& measured) {
+    const Result& result = measured.result;
+    return {{"ilm.npy", result.upperDepth.data(), nullptr},
+            {"rnfl.npy", result.lowerDepth.data(), nullptr},
+            {"ilm_value.npy", result.upperValue.data(), nullptr},
+            {"rnfl_weight.npy", result.lowerWeight.data(), nullptr},
+            {"thickness.npy", nullptr, measured.map.values.data()}};
+}
+
+std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolume& measured,
+                                      const std::string& outputDir) {
+    const Result& result = measured.result;
+    const ThicknessMap& map = measured.map;
     // The folder is made only now, so that a volume that fails to read or is interrupted leaves none; once
     // writing has begun, Ctrl-C waits until the volume's files are complete.
     const OutputWriting writing;
     OutputFolder out(outputDir);
     if (result.segmented()) {
         const int rows = result.numBScans, cols = result.numAScans;
-        out.write("ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); });
-        out.write("rnfl.npy", [&](const std::string& p) { io::writeNpy(p, result.lowerDepth.data(), rows, cols); });
-        out.write("ilm_value.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.upperValue.data(), rows, cols); });
-        out.write("rnfl_weight.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.lowerWeight.data(), rows, cols); });
-        out.write("thickness.npy", [&](const std::string& p) { io::writeNpy(p, map.values.data(), rows, cols); });
+        for (const PlaneFile& plane : planeFiles(measured))
+            out.write(plane.name, [&](const std::string& p) {
+                if (plane.int16 != nullptr)
+                    io::writeNpy(p, plane.int16, rows, cols);
+                else
+                    io::writeNpy(p, plane.float32, rows, cols);
+            });
         out.write("thickness.png", [&](const std::string& p) {
-            io::writePng(p, toPicture(renderThicknessMap(map, input.spacing, grid)));
+            io::writePng(p, toPicture(renderThicknessMap(map, measured.input.spacing, measured.grid)));
         });
         for (int bScan : overlayBScans(rows))
             out.write(overlayName(bScan), [&](const std::string& p) {
@@ -203,15 +215,40 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
 
     std::vector<std::string> files = out.names();
     files.push_back("report.json");
-    const std::string report =
-        buildReport(input, options, result, map, summary.thickness, grid, gridNote, files).dump(2) + "\n";
+    const nlohmann::ordered_json json = buildReport(measured.input, measured.options, result, map,
+                                                    measured.thickness, measured.grid, measured.gridNote, files);
+    const std::string report = json.dump(2) + "\n";
     out.write("report.json", [&](const std::string& p) {
         io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});
     });
-    summary.files = out.names();
-    removeStaleOutputs(outputDir, summary.files);
+    removeStaleOutputs(outputDir, out.names());
+    return out.names();
+}
 
-    if (!result.segmented()) throw CliError(failureText(result, axial.factor), label);
+VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, const std::string& outputDir,
+                            const SegmentSettings& settings, const ProgressCallback& progress) {
+    const VolumeInput input{{volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth},
+                            label,
+                            volume.eye,
+                            volume.scanKind,
+                            {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm}};
+    MeasuredVolume measured;
+    try {
+        measured = measureVolume(input, settings, progress);
+    } catch (const std::invalid_argument& e) {
+        throw CliError(e.what(), label);
+    } catch (const std::bad_alloc&) {
+        throw CliError("not enough memory to segment the volume", label);
+    }
+    VolumeSummary summary;
+    summary.input = label;
+    summary.outputDir = outputDir;
+    summary.files = writeOutputs(input.view, measured, outputDir);
+    summary.unit = measured.map.unit();
+    summary.thickness = measured.thickness;
+    summary.gridSkipped = measured.gridSkipped;
+    summary.result = std::move(measured.result);
+    if (!summary.result.segmented()) throw CliError(failureText(summary.result), label);
     return summary;
 }
 
