@@ -7,7 +7,7 @@ packages=(
   build-essential cmake pkg-config
   libboost-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev
+  libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev zlib1g-dev
   libfftw3-dev
   g++-mingw-w64-x86-64 wine64
 )

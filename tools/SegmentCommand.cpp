@@ -2,10 +2,12 @@
 #include "Commands.h"
 #include "Interrupt.h"
 #include "Progress.h"
+#include "ThreadPlan.h"
 #include "VolumeJob.h"
 
 #include <Velin/Io/FloatScaling.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <cmath>
@@ -35,6 +37,7 @@ struct SegmentRequest {
     std::string grid = "auto";
     std::string axialFactor = "auto";
     int jobs = 1;
+    int threads = 0;  ///< 0: not given
     SegmentSettings settings;
 };
 
@@ -165,7 +168,9 @@ int runSegment(SegmentRequest& request) {
     std::atomic<std::size_t> next{0};
     std::atomic<int> failures{0};
 
-    auto worker = [&]() {
+    auto worker = [&](int threads) {
+        SegmentSettings volumeSettings = settings;
+        volumeSettings.engine.threads = threads;
         for (std::size_t i = next++; i < request.inputs.size(); i = next++) {
             const std::string& input = request.inputs[i];
             const std::string name = fs::path(input).filename().string();
@@ -174,7 +179,7 @@ int runSegment(SegmentRequest& request) {
                 board.update(slot, name, done, total);
             };
             try {
-                const VolumeSummary summary = segmentFile(input, folders[i], settings, progress);
+                const VolumeSummary summary = segmentFile(input, folders[i], volumeSettings, progress);
                 board.finish(slot, doneLine(summary), false);
             } catch (const CliError& e) {
                 ++failures;
@@ -186,10 +191,11 @@ int runSegment(SegmentRequest& request) {
         }
     };
 
-    const std::size_t threads = std::min<std::size_t>(static_cast<std::size_t>(request.jobs), request.inputs.size());
+    const ThreadPlan plan =
+        planThreads(request.jobs, request.threads, static_cast<int>(request.inputs.size()), resolvedThreads(0));
     std::vector<std::thread> pool;
-    for (std::size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
-    worker();
+    for (int slot = 1; slot < plan.volumesAtOnce; ++slot) pool.emplace_back(worker, plan.threadsFor(slot));
+    worker(plan.threadsFor(0));
     for (std::thread& thread : pool) thread.join();
     return failures == 0 ? 0 : kExitFailure;
 }
@@ -247,10 +253,15 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
     cmd->add_option("--eye", request->settings.eye, "OD or OS, for nasal and temporal (overrides the file's)")
         ->type_name("EYE")
         ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));
-    cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")
+    cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once (at most --threads)")
         ->check(CLI::Range(1, 256))
         ->type_name("N")
         ->default_str("1");
+    cmd->add_option("--threads", request->threads,
+                    "Threads of the whole run, shared among the volumes running at once; 1 segments each volume's "
+                    "B-scans one at a time. The outputs do not depend on it. Default: one per processor core")
+        ->check(CLI::Range(1, 256))
+        ->type_name("N");
     cmd->callback([request, &exitStatus]() { exitStatus = runSegment(*request); });
 }
 

@@ -4,17 +4,23 @@
 #include "Interrupt.h"
 #include "Pictures.h"
 #include "Report.h"
+#include "ThreadPlan.h"
 
 #include <Velin/Io/AtomicFile.h>
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/PngFile.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
+#include <functional>
 #include <new>
 #include <set>
 #include <stdexcept>
+#include <thread>
+#include <utility>
 
 namespace velin {
 namespace cli {
@@ -45,18 +51,49 @@ public:
 
     template <typename Write>
     void write(const std::string& name, Write&& writeTo) {
+        writeFile(name, writeTo);
+        names_.push_back(name);
+    }
+
+    /// Writes several files on up to `threads` threads: compressing the pictures is most of the program's own
+    /// work. The names are recorded in the order given; the first failure in that order is thrown once every
+    /// writer has ended.
+    void writeAll(const std::vector<std::pair<std::string, std::function<void(const std::string&)>>>& files,
+                  int threads) {
+        std::vector<std::exception_ptr> failures(files.size());
+        std::atomic<std::size_t> next{0};
+        auto worker = [&] {
+            for (std::size_t i = next++; i < files.size(); i = next++) {
+                try {
+                    writeFile(files[i].first, files[i].second);
+                } catch (...) {
+                    failures[i] = std::current_exception();
+                }
+            }
+        };
+        std::vector<std::thread> pool;
+        for (int t = 1; t < std::min<int>(threads, static_cast<int>(files.size())); ++t) pool.emplace_back(worker);
+        worker();
+        for (std::thread& thread : pool) thread.join();
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            if (failures[i]) std::rethrow_exception(failures[i]);
+            names_.push_back(files[i].first);
+        }
+    }
+
+    const std::vector<std::string>& names() const { return names_; }
+
+private:
+    template <typename Write>
+    void writeFile(const std::string& name, Write&& writeTo) const {
         const std::string path = (fs::path(dir_) / name).string();
         try {
             writeTo(path);
         } catch (const io::FileWriteError& e) {
             throw CliError(e.what(), path);
         }
-        names_.push_back(name);
     }
 
-    const std::vector<std::string>& names() const { return names_; }
-
-private:
     std::string dir_;
     std::vector<std::string> names_;
 };
@@ -185,20 +222,21 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     OutputFolder out(outputDir);
     if (result.segmented()) {
         const int rows = result.numBScans, cols = result.numAScans;
-        out.write("ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); });
-        out.write("rnfl.npy", [&](const std::string& p) { io::writeNpy(p, result.lowerDepth.data(), rows, cols); });
-        out.write("ilm_value.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.upperValue.data(), rows, cols); });
-        out.write("rnfl_weight.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.lowerWeight.data(), rows, cols); });
-        out.write("thickness.npy", [&](const std::string& p) { io::writeNpy(p, map.values.data(), rows, cols); });
-        out.write("thickness.png", [&](const std::string& p) {
-            io::writePng(p, toPicture(renderThicknessMap(map, input.spacing, grid)));
-        });
+        std::vector<std::pair<std::string, std::function<void(const std::string&)>>> files = {
+            {"ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); }},
+            {"rnfl.npy", [&](const std::string& p) { io::writeNpy(p, result.lowerDepth.data(), rows, cols); }},
+            {"ilm_value.npy", [&](const std::string& p) { io::writeNpy(p, result.upperValue.data(), rows, cols); }},
+            {"rnfl_weight.npy",
+             [&](const std::string& p) { io::writeNpy(p, result.lowerWeight.data(), rows, cols); }},
+            {"thickness.npy", [&](const std::string& p) { io::writeNpy(p, map.values.data(), rows, cols); }},
+            {"thickness.png",
+             [&](const std::string& p) { io::writePng(p, toPicture(renderThicknessMap(map, input.spacing, grid))); }},
+        };
         for (int bScan : overlayBScans(rows))
-            out.write(overlayName(bScan), [&](const std::string& p) {
+            files.emplace_back(overlayName(bScan), [&, bScan](const std::string& p) {
                 io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
             });
+        out.writeAll(files, resolvedThreads(settings.engine.threads));
     }
 
     std::vector<std::string> files = out.names();
