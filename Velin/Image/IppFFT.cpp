@@ -76,7 +76,7 @@ void rowToLane(const float* inRe, const float* inIm, int n, float* xr, float* xi
 
 // ---- rows, forward: real rows -> row spectra in the planes ---------------------------------------------
 
-void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
+VELIN_SIMD_CLONES void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     float* pr = s.planeRe.data();
@@ -132,7 +132,7 @@ void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
 
 // ---- rows, inverse: row spectra in the planes -> real rows -----------------------------------------------
 
-void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
+VELIN_SIMD_CLONES void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     const float* pr = s.planeRe.data();
@@ -195,7 +195,7 @@ void columns(const IppiFFTSpec_R_32f& s, bool inverse) {
 // Column 0 of the planes holds C(k) = A(k,0) + i A(k,W/2), the transform of two real columns at once.
 // A(k,0) = (C(k) + conj C(H-k))/2 and A(k,W/2) = (C(k) - conj C(H-k))/(2i); each is stored as a vertical
 // pack: Re at row 2k-1, Im at row 2k, and the purely real A(0) and A(H/2) at rows 0 and H-1.
-void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
+VELIN_SIMD_CLONES void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     const float* pr = s.planeRe.data();
@@ -234,7 +234,7 @@ void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     }
 }
 
-void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
+VELIN_SIMD_CLONES void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     float* pr = s.planeRe.data();
