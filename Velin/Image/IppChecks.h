@@ -22,8 +22,10 @@
 // every result is bit for bit the baseline's. Elsewhere (MSVC, mingw-w64) the baseline alone is built.
 #if (defined(__GNUC__) || defined(__clang__)) && defined(__ELF__) && defined(__x86_64__)
 #define VELIN_SIMD_CLONES __attribute__((target_clones("avx2", "default")))
+#define VELIN_AVX2_KERNELS 1  ///< hand-written AVX2 kernels are built, and used where the processor has AVX2
 #else
 #define VELIN_SIMD_CLONES
+#define VELIN_AVX2_KERNELS 0
 #endif
 
 // Helpers of a VELIN_SIMD_CLONES function are inlined into each of its variants, so that they run with the
