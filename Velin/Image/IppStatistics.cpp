@@ -94,7 +94,7 @@ IppStatus ippiMinMax_32f_C1R(const Ipp32f* pSrc, int srcStep, IppiSize roiSize, 
     return ippStsNoErr;
 }
 
-IppStatus ippiSum_8u_C1R(const Ipp8u* pSrc, int srcStep, IppiSize roiSize, Ipp64f* pSum) {
+VELIN_SIMD_CLONES IppStatus ippiSum_8u_C1R(const Ipp8u* pSrc, int srcStep, IppiSize roiSize, Ipp64f* pSum) {
     if (pSum == nullptr) return ippStsNullPtrErr;
     const IppStatus st = detail::checkImage(pSrc, srcStep, roiSize);
     if (st != ippStsNoErr) return st;
