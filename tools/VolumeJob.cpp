@@ -12,10 +12,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <mutex>
 #include <new>
 #include <set>
 #include <stdexcept>
@@ -40,6 +42,13 @@ std::string overlayName(int bScan) {
     return name;
 }
 
+// One output file: its name and how to write it to a path.
+struct OutputFile {
+    std::string name;
+    std::function<void(const std::string&)> write;
+    bool afterAlongside = false;  ///< needs what OutputFolder::writeAll's `alongside` computes
+};
+
 // Collects the names of the files written, and turns a failed write into an error naming the file.
 class OutputFolder {
 public:
@@ -56,28 +65,53 @@ public:
     }
 
     /// Writes several files on up to `threads` threads: compressing the pictures is most of the program's own
-    /// work. The names are recorded in the order given; the first failure in that order is thrown once every
-    /// writer has ended.
-    void writeAll(const std::vector<std::pair<std::string, std::function<void(const std::string&)>>>& files,
-                  int threads) {
+    /// work. Meanwhile the calling thread runs `alongside` first; files marked `afterAlongside` are written
+    /// once it has ended, and not at all when it throws. The names are recorded in the order given; the first
+    /// failure (of `alongside`, then of the files in that order) is thrown once every writer has ended.
+    void writeAll(const std::vector<OutputFile>& files, int threads, const std::function<void()>& alongside) {
+        std::vector<std::size_t> order;
+        for (bool later : {false, true})
+            for (std::size_t i = 0; i < files.size(); ++i)
+                if (files[i].afterAlongside == later) order.push_back(i);
         std::vector<std::exception_ptr> failures(files.size());
+        std::exception_ptr alongsideFailure;
+        std::mutex mutex;
+        std::condition_variable ended;
+        bool alongsideEnded = false;
         std::atomic<std::size_t> next{0};
         auto worker = [&] {
-            for (std::size_t i = next++; i < files.size(); i = next++) {
+            for (std::size_t k = next++; k < order.size(); k = next++) {
+                const OutputFile& file = files[order[k]];
+                if (file.afterAlongside) {
+                    std::unique_lock<std::mutex> lock(mutex);
+                    ended.wait(lock, [&] { return alongsideEnded; });
+                    if (alongsideFailure) continue;
+                }
                 try {
-                    writeFile(files[i].first, files[i].second);
+                    writeFile(file.name, file.write);
                 } catch (...) {
-                    failures[i] = std::current_exception();
+                    failures[order[k]] = std::current_exception();
                 }
             }
         };
         std::vector<std::thread> pool;
         for (int t = 1; t < std::min<int>(threads, static_cast<int>(files.size())); ++t) pool.emplace_back(worker);
+        try {
+            alongside();
+        } catch (...) {
+            alongsideFailure = std::current_exception();
+        }
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            alongsideEnded = true;
+        }
+        ended.notify_all();
         worker();
         for (std::thread& thread : pool) thread.join();
+        if (alongsideFailure) std::rethrow_exception(alongsideFailure);
         for (std::size_t i = 0; i < files.size(); ++i) {
             if (failures[i]) std::rethrow_exception(failures[i]);
-            names_.push_back(files[i].first);
+            names_.push_back(files[i].name);
         }
     }
 
@@ -209,12 +243,15 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     // Auto choosing none is routine; a grid named on the command line and not drawn deserves a word.
     if (kind == GridKind::None && (settings.grid == GridChoice::Etdrs || settings.grid == GridChoice::Circle))
         summary.gridSkipped = gridNote;
+    // The grid is found while the other outputs are being written; the thickness picture, which shows it,
+    // waits for it.
     GridResult grid;
-    if (kind != GridKind::None) {
+    const auto evaluate = [&] {
+        if (kind == GridKind::None) return;
         const GridCentre centre =
             kind == GridKind::Etdrs ? findMacularCentre(view, result, input.spacing) : findDiscCentre(result);
         grid = evaluateGrid(kind, centre, map, input.spacing, eye);
-    }
+    };
 
     // The folder is made only now, so that a volume that fails to read or is interrupted leaves none; once
     // writing has begun, Ctrl-C waits until the volume's files are complete.
@@ -222,7 +259,7 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     OutputFolder out(outputDir);
     if (result.segmented()) {
         const int rows = result.numBScans, cols = result.numAScans;
-        std::vector<std::pair<std::string, std::function<void(const std::string&)>>> files = {
+        std::vector<OutputFile> files = {
             {"ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); }},
             {"rnfl.npy", [&](const std::string& p) { io::writeNpy(p, result.lowerDepth.data(), rows, cols); }},
             {"ilm_value.npy", [&](const std::string& p) { io::writeNpy(p, result.upperValue.data(), rows, cols); }},
@@ -230,13 +267,16 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
              [&](const std::string& p) { io::writeNpy(p, result.lowerWeight.data(), rows, cols); }},
             {"thickness.npy", [&](const std::string& p) { io::writeNpy(p, map.values.data(), rows, cols); }},
             {"thickness.png",
-             [&](const std::string& p) { io::writePng(p, toPicture(renderThicknessMap(map, input.spacing, grid))); }},
+             [&](const std::string& p) { io::writePng(p, toPicture(renderThicknessMap(map, input.spacing, grid))); },
+             true},
         };
         for (int bScan : overlayBScans(rows))
-            files.emplace_back(overlayName(bScan), [&, bScan](const std::string& p) {
-                io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
-            });
-        out.writeAll(files, resolvedThreads(settings.engine.threads));
+            files.push_back({overlayName(bScan), [&, bScan](const std::string& p) {
+                                 io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
+                             }});
+        out.writeAll(files, resolvedThreads(settings.engine.threads), evaluate);
+    } else {
+        evaluate();
     }
 
     std::vector<std::string> files = out.names();
