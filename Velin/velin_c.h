@@ -54,8 +54,8 @@ VELIN_API void velin_options_init(velin_options* options);
 
 /* As velin_segment_ex, with options (null = the defaults). The planes do not depend on the thread count. */
 VELIN_API int velin_segment_with_options(const unsigned char* volume, int numBScans, int numAScans, int depth,
-                                         short* plane1, short* plane2, short* plane3, short* plane4,
-                                         float gapScale, float widthSelector, float auxParameter, int optionFlag,
+                                         short* plane1, short* plane2, short* plane3, short* plane4, float gapScale,
+                                         float widthSelector, float auxParameter, int optionFlag,
                                          velin_progress_fn progress, void* user, int* bscansSegmented,
                                          const velin_options* options);
 

@@ -46,7 +46,8 @@ inline void BM_FftPair(benchmark::State& state) {
     Ipp32f* spectrum = ippiMalloc_32f_C1(W, H, &step);
     const std::vector<float> pixels = randomPixels(static_cast<std::size_t>(W) * H);
     for (int y = 0; y < H; ++y)
-        std::copy(pixels.begin() + static_cast<std::ptrdiff_t>(y) * W, pixels.begin() + static_cast<std::ptrdiff_t>(y + 1) * W,
+        std::copy(pixels.begin() + static_cast<std::ptrdiff_t>(y) * W,
+                  pixels.begin() + static_cast<std::ptrdiff_t>(y + 1) * W,
                   src + static_cast<std::size_t>(y) * (step / 4));
     IppiFFTSpec_R_32f* fft = nullptr;
     ippiFFTInitAlloc_R_32f(&fft, orderOf(W), orderOf(H), IPP_FFT_DIV_BY_SQRTN, ippAlgHintAccurate);
@@ -94,11 +95,15 @@ inline void BM_FftwPair(benchmark::State& state) {
 inline void registerFftPairs() {
     for (auto* pair : {&BM_FftPair
 #ifdef VELIN_BENCH_WITH_FFTW
-                       , &BM_FftwPair
+                       ,
+                       &BM_FftwPair
 #endif
          }) {
         const char* name = pair == &BM_FftPair ? "BM_FftPair" : "BM_FftwPair";
-        benchmark::RegisterBenchmark(name, pair)->Args({1024, 512, 1})->Args({1024, 256, 1})->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark(name, pair)
+            ->Args({1024, 512, 1})
+            ->Args({1024, 256, 1})
+            ->Unit(benchmark::kMillisecond);
     }
 }
 
@@ -125,14 +130,14 @@ public:
 private:
     static double unitSeconds(benchmark::TimeUnit unit) {
         switch (unit) {
-        case benchmark::kNanosecond:
-            return 1e-9;
-        case benchmark::kMicrosecond:
-            return 1e-6;
-        case benchmark::kMillisecond:
-            return 1e-3;
-        default:
-            return 1.0;
+            case benchmark::kNanosecond:
+                return 1e-9;
+            case benchmark::kMicrosecond:
+                return 1e-6;
+            case benchmark::kMillisecond:
+                return 1e-3;
+            default:
+                return 1.0;
         }
     }
     static double find(const std::map<std::string, double>& times, const std::string& name) {

@@ -7,8 +7,8 @@
 #include <Velin/Io/Phantom.h>
 
 #include <Velin/Entry/FillShortGaps.h>
-#include <Velin/Entry/SegmentationRun.h>
 #include <Velin/Entry/ResultPlanes.h>
+#include <Velin/Entry/SegmentationRun.h>
 #include <Velin/Entry/ShortPlane.h>
 #include <Velin/Image/IppPrimitives.h>
 #include <Velin/VelinDetectorIpp.h>

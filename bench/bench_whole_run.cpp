@@ -44,8 +44,8 @@ Cube& cube() {
 }
 
 void BM_SegmentCommand(benchmark::State& state) {
-    const std::string command = std::string("\"") + VELIN_CLI_PATH + "\" segment \"" + (cube().dir / "cube.npy").string() +
-                                "\" -o \"" + (cube().dir / "out").string() +
+    const std::string command = std::string("\"") + VELIN_CLI_PATH + "\" segment \"" +
+                                (cube().dir / "cube.npy").string() + "\" -o \"" + (cube().dir / "out").string() +
                                 "\" --spacing-um 1.953125,11.71875,46.875 --grid etdrs --eye OD --threads " +
                                 std::to_string(state.range(0)) + " > /dev/null 2>&1";
     for (auto _ : state) {
@@ -72,28 +72,31 @@ void printSummary(const velin_bench::MedianReporter& r, const std::string& loadB
     const double engine1 = r.real("BM_Engine/threads:1/real_time");
     const double engine2 = r.real("BM_Engine/threads:2/real_time");
     const double fftw128 = r.real("BM_FftwPair/1024/512/128");
-    std::printf("\n%s; load average %s before, %s after\n", velin_bench::processorModel().c_str(),
-                loadBefore.c_str(), velin_bench::loadAverage().c_str());
+    std::printf("\n%s; load average %s before, %s after\n", velin_bench::processorModel().c_str(), loadBefore.c_str(),
+                velin_bench::loadAverage().c_str());
     if (run1 > 0 && run2 > 0)
-        std::printf("velin segment, 128x512x1024 cube:  --threads 1 %.3f s   --threads 2 %.3f s (goal <= 0.5 s)\n", run1,
-                    run2);
+        std::printf("velin segment, 128x512x1024 cube:  --threads 1 %.3f s   --threads 2 %.3f s (goal <= 0.5 s)\n",
+                    run1, run2);
     if (engine1 > 0 && engine2 > 0)
         std::printf("engine alone (velin::segment):     1 thread    %.3f s   2 threads   %.3f s   speed-up %.2f\n",
                     engine1, engine2, engine1 / engine2);
     if (run2 > 0 && engine2 > 0)
-        std::printf("program's own work with 2 threads: %.0f %% of the run (reading, depth maps, pictures, report; goal "
-                    "<= 15 %%)\n",
-                    100.0 * (run2 - engine2) / run2);
+        std::printf(
+            "program's own work with 2 threads: %.0f %% of the run (reading, depth maps, pictures, report; goal "
+            "<= 15 %%)\n",
+            100.0 * (run2 - engine2) / run2);
     if (run2 > 0 && fftw128 > 0)
-        std::printf("128 FFTW pairs at 1024x512:        %.3f s;  velin segment --threads 2 / that = %.2f (goal <= 2.2)\n",
-                    fftw128, run2 / fftw128);
+        std::printf(
+            "128 FFTW pairs at 1024x512:        %.3f s;  velin segment --threads 2 / that = %.2f (goal <= 2.2)\n",
+            fftw128, run2 / fftw128);
     for (const char* size : {"1024/512/1", "1024/256/1"}) {
         const double ours = r.cpu(std::string("BM_FftPair/") + size);
         const double fftw = r.cpu(std::string("BM_FftwPair/") + size);
         if (ours > 0 && fftw > 0)
-            std::printf("FFT pair %s (width/height/pairs):  ours %.3f ms, FFTW %.3f ms, ours / FFTW = %.2f (goal <= "
-                        "1.3; processor time)\n",
-                        size, 1e3 * ours, 1e3 * fftw, ours / fftw);
+            std::printf(
+                "FFT pair %s (width/height/pairs):  ours %.3f ms, FFTW %.3f ms, ours / FFTW = %.2f (goal <= "
+                "1.3; processor time)\n",
+                size, 1e3 * ours, 1e3 * fftw, ours / fftw);
     }
 }
 

@@ -168,7 +168,8 @@ std::vector<float> retinaThicknessOf(const VolumeView& volume, const Result& res
         for (int k = 0; k < windows; ++k)
             sums[k] = aScan[k] + aScan[k + 1] + aScan[k + 2] + aScan[k + 3] + aScan[k + 4];
         const int best = *std::max_element(sums.begin(), sums.begin() + windows);
-        const int bestDepth = start + static_cast<int>(std::find(sums.begin(), sums.begin() + windows, best) - sums.begin());
+        const int bestDepth =
+            start + static_cast<int>(std::find(sums.begin(), sums.begin() + windows, best) - sums.begin());
         thickness[i] = static_cast<float>(bestDepth + kWindow / 2 - top);
     }
     return thickness;

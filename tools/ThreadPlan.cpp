@@ -6,9 +6,7 @@
 namespace velin {
 namespace cli {
 
-int ThreadPlan::threadsFor(int slot) const {
-    return budget / volumesAtOnce + (slot < budget % volumesAtOnce ? 1 : 0);
-}
+int ThreadPlan::threadsFor(int slot) const { return budget / volumesAtOnce + (slot < budget % volumesAtOnce ? 1 : 0); }
 
 ThreadPlan planThreads(int jobs, int threads, int volumes, int cores) {
     ThreadPlan plan;

@@ -80,8 +80,8 @@ struct Result {
 /// Segments one volume.
 ///
 /// Throws std::invalid_argument, with a message naming the argument and its value, for a null data pointer,
-/// a non-positive size, an axialFactor outside 1..8, a negative thread count, sizes whose product (after resampling and depth padding)
-/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), and a gapScale
+/// a non-positive size, an axialFactor outside 1..8, a negative thread count, sizes whose product (after resampling and
+/// depth padding) does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), and a gapScale
 /// that is 0, NaN, infinite or so close to 0 that the gap limit overflows. Throws std::bad_alloc when memory
 /// runs out and std::runtime_error for an internal failure of the engine.
 ///

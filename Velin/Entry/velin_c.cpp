@@ -114,8 +114,7 @@ int velin_segment_with_options(const unsigned char* volume, int numBScans, int n
         int segmented = 0;
         const Orvan::Velin::RunOutcome outcome =
             Orvan::Velin::runSegmentation(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
-                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented,
-                                          threads);
+                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented, threads);
         if (bscansSegmented != nullptr) {
             *bscansSegmented = segmented;
         }

@@ -15,7 +15,7 @@ const double kPi = 3.14159265358979323846;
 // eight streams never overlap, so each loop becomes straight vector code.
 
 VELIN_ALWAYS_INLINE void lanesRadix2(float* VELIN_RESTRICT ar, float* VELIN_RESTRICT ai, float* VELIN_RESTRICT br,
-                        float* VELIN_RESTRICT bi, int lanes) {
+                                     float* VELIN_RESTRICT bi, int lanes) {
     for (int l = 0; l < lanes; ++l) {
         const float xr = ar[l], xi = ai[l], yr = br[l], yi = bi[l];
         ar[l] = xr + yr;
@@ -30,9 +30,9 @@ VELIN_ALWAYS_INLINE void lanesRadix2(float* VELIN_RESTRICT ar, float* VELIN_REST
 // as an exchange of real and imaginary parts.
 template <bool Inverse>
 VELIN_ALWAYS_INLINE void lanesRadix4(float* VELIN_RESTRICT r0, float* VELIN_RESTRICT i0, float* VELIN_RESTRICT r1,
-                        float* VELIN_RESTRICT i1, float* VELIN_RESTRICT r2, float* VELIN_RESTRICT i2,
-                        float* VELIN_RESTRICT r3, float* VELIN_RESTRICT i3, int lanes, float c1, float s1,
-                        float c2, float s2) {
+                                     float* VELIN_RESTRICT i1, float* VELIN_RESTRICT r2, float* VELIN_RESTRICT i2,
+                                     float* VELIN_RESTRICT r3, float* VELIN_RESTRICT i3, int lanes, float c1, float s1,
+                                     float c2, float s2) {
     for (int l = 0; l < lanes; ++l) {
         const float p1r = r1[l] * c2 - i1[l] * s2, p1i = r1[l] * s2 + i1[l] * c2;
         const float p3r = r3[l] * c2 - i3[l] * s2, p3i = r3[l] * s2 + i3[l] * c2;
@@ -69,7 +69,7 @@ VELIN_ALWAYS_INLINE void radix2Unit(float* re, float* im, std::ptrdiff_t stride,
 
 template <bool Inverse>
 VELIN_ALWAYS_INLINE void radix4(float* re, float* im, std::ptrdiff_t stride, int lanes, int n, int L, const float* cosT,
-            const float* sinT) {
+                                const float* sinT) {
     const int tstep = n / (4 * L);
     for (int s = 0; s < n; s += 4 * L) {
         for (int k = 0; k < L; ++k) {

@@ -49,12 +49,13 @@ VELIN_ALWAYS_INLINE IppStatus mapPixels(const Src* pSrc, int srcStep, Dst* pDst,
 }  // namespace
 
 // The element-wise primitives are compiled for AVX2 as well (VELIN_SIMD_CLONES): the same operation per pixel.
-VELIN_SIMD_CLONES IppStatus ippiConvert_8u32f_C1R(const Ipp8u* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize roiSize) {
+VELIN_SIMD_CLONES IppStatus ippiConvert_8u32f_C1R(const Ipp8u* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
+                                                  IppiSize roiSize) {
     return mapPixels(pSrc, srcStep, pDst, dstStep, roiSize, [](Ipp8u v) { return static_cast<Ipp32f>(v); });
 }
 
-VELIN_SIMD_CLONES IppStatus ippiConvert_32f8u_C1R(const Ipp32f* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize roiSize,
-                                IppRoundMode roundMode) {
+VELIN_SIMD_CLONES IppStatus ippiConvert_32f8u_C1R(const Ipp32f* pSrc, int srcStep, Ipp8u* pDst, int dstStep,
+                                                  IppiSize roiSize, IppRoundMode roundMode) {
     if (roundMode == ippRndNear) return mapPixels(pSrc, srcStep, pDst, dstStep, roiSize, nearestToU8);
     return mapPixels(pSrc, srcStep, pDst, dstStep, roiSize, truncateToU8);
 }

@@ -28,7 +28,7 @@ void mulVerticalPack(const Ipp32f* pSrc, int srcStep, Ipp32f* pSrcDst, int srcDs
 }  // namespace
 
 VELIN_SIMD_CLONES IppStatus ippiMulPack_32f_C1IR(const Ipp32f* pSrc, int srcStep, Ipp32f* pSrcDst, int srcDstStep,
-                               IppiSize roiSize) {
+                                                 IppiSize roiSize) {
     const IppStatus st = detail::checkImages(pSrc, srcStep, pSrcDst, srcDstStep, roiSize);
     if (st != ippStsNoErr) return st;
     const int W = roiSize.width, H = roiSize.height;

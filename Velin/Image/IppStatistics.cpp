@@ -31,8 +31,7 @@ constexpr int kLanes = 16;
 
 // The same comparisons in kLanes independent chains, which the compiler turns into vector code; returns
 // how many pixels are numbers. Only the sign of a zero extreme can differ from minMaxInOrder.
-VELIN_SIMD_CLONES std::int64_t minMaxInLanes(const Ipp32f* pSrc, int srcStep, IppiSize roiSize, float& mn,
-                                             float& mx) {
+VELIN_SIMD_CLONES std::int64_t minMaxInLanes(const Ipp32f* pSrc, int srcStep, IppiSize roiSize, float& mn, float& mx) {
     float lo[kLanes], hi[kLanes];
     int numbers[kLanes] = {};
     for (int l = 0; l < kLanes; ++l) {

@@ -59,7 +59,8 @@ std::vector<std::uint8_t> encode(const std::string& path, const Picture& picture
     if (status == Z_OK) status = deflate(&stream, Z_FINISH);
     const std::size_t compressedSize = stream.total_out;
     deflateEnd(&stream);
-    if (status != Z_STREAM_END) throw FileWriteError(path + ": cannot encode PNG: zlib status " + std::to_string(status));
+    if (status != Z_STREAM_END)
+        throw FileWriteError(path + ": cannot encode PNG: zlib status " + std::to_string(status));
 
     static const std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
     std::vector<std::uint8_t> header;

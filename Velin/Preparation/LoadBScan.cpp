@@ -48,16 +48,16 @@ bool VelinDetectorIpp::lowPassBScan(ippImage32f& work) {
                                   rawImage.getSize()))) {
         return false;
     }
-    if (!ok(ippiFFTFwd_RToPack_32f_C1R(work.getData(), work.getStep(), spectrumImage.getData(),
-                                       spectrumImage.getStep(), fftSpec, nullptr))) {
+    if (!ok(ippiFFTFwd_RToPack_32f_C1R(work.getData(), work.getStep(), spectrumImage.getData(), spectrumImage.getStep(),
+                                       fftSpec, nullptr))) {
         return false;
     }
     if (!ok(ippiMulPack_32f_C1IR(fftFilterImage.getData(), fftFilterImage.getStep(), spectrumImage.getData(),
                                  spectrumImage.getStep(), spectrumImage.getSize()))) {
         return false;
     }
-    if (!ok(ippiFFTInv_PackToR_32f_C1R(spectrumImage.getData(), spectrumImage.getStep(), work.getData(),
-                                       work.getStep(), fftSpec, nullptr))) {
+    if (!ok(ippiFFTInv_PackToR_32f_C1R(spectrumImage.getData(), spectrumImage.getStep(), work.getData(), work.getStep(),
+                                       fftSpec, nullptr))) {
         return false;
     }
     return ok(ippiCopy_32f_C1R(work.getData(), work.getStep(), filteredImage.getData(), filteredImage.getStep(),

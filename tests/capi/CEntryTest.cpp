@@ -58,9 +58,9 @@ Outcome run(const Call& call, std::size_t planeSize = 64, const velin_options* c
                                                 p[2], p[3], call.gapScale, call.widthSelector, call.auxParameter,
                                                 call.optionFlag, record, &out, &out.count, *options);
     else
-        out.status = entry().segmentEx(call.volume, call.numBScans, call.numAScans, call.depth, p[0], p[1], p[2],
-                                       p[3], call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag,
-                                       record, &out, &out.count);
+        out.status = entry().segmentEx(call.volume, call.numBScans, call.numAScans, call.depth, p[0], p[1], p[2], p[3],
+                                       call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag, record,
+                                       &out, &out.count);
     return out;
 }
 

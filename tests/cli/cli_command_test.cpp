@@ -1,9 +1,9 @@
 // The velin program run as a user runs it: its outputs, its errors and its parallel mode.
 
-#include "Progress.h"
-#include "ThreadPlan.h"
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/PngFile.h>
+#include "Progress.h"
+#include "ThreadPlan.h"
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>

@@ -34,7 +34,8 @@ std::uint64_t pairHash(int orderX, int orderY, bool plainKernels) {
     Ipp32f* back = ippiMalloc_32f_C1(width, height, &backStep);
     std::uint32_t state = 12345u + static_cast<std::uint32_t>(orderX * 31 + orderY);
     for (int y = 0; y < height; ++y) {
-        Ipp32f* row = reinterpret_cast<Ipp32f*>(reinterpret_cast<unsigned char*>(samples) + static_cast<std::size_t>(y) * step);
+        Ipp32f* row =
+            reinterpret_cast<Ipp32f*>(reinterpret_cast<unsigned char*>(samples) + static_cast<std::size_t>(y) * step);
         for (int x = 0; x < width; ++x) {
             state = state * 1664525u + 1013904223u;
             row[x] = static_cast<float>(state >> 8) / 65536.0f;  // 0 .. 256 with fractions
@@ -61,7 +62,7 @@ TEST(FftBits, EveryOutputBitOfThePairStaysAsRecorded) {
         int orderX, orderY;
         std::uint64_t hash;
     } const cases[] = {
-        {10, 9, 0xc4feb1e1c8135567ull}, {10, 8, 0x391f82d01624ab57ull}, {9, 8, 0xa0169aa13e658ad7ull},
+        {10, 9, 0xc4feb1e1c8135567ull},  {10, 8, 0x391f82d01624ab57ull}, {9, 8, 0xa0169aa13e658ad7ull},
         {10, 10, 0x20a8afd34801b65dull}, {7, 5, 0x1fac9d0131a8501eull},  {4, 7, 0x4939b5c01d7801eull},
         {3, 1, 0x2a66df21a9d9849eull},   {1, 3, 0x2ffde47054254131ull},  {0, 4, 0xb69a1291a4781981ull},
         {5, 0, 0x4761f287a739edc5ull},

@@ -140,10 +140,9 @@ TEST(ParallelBScans, PlanesOfTheWholeCallAreIdenticalForOneTwoAndThreeThreads) {
         for (int threads : {1, 2, 3}) {
             std::vector<std::vector<short>> planes(4, std::vector<short>(size, 77));
             int segmented = 0;
-            const RunOutcome outcome =
-                runSegmentation(v.samples.data(), v.numBScans, v.numAScans, v.depth, planes[0].data(),
-                                planes[1].data(), planes[2].data(), planes[3].data(), 100.0f, 20.0f, 0.0f, 0,
-                                nullptr, nullptr, &segmented, threads);
+            const RunOutcome outcome = runSegmentation(
+                v.samples.data(), v.numBScans, v.numAScans, v.depth, planes[0].data(), planes[1].data(),
+                planes[2].data(), planes[3].data(), 100.0f, 20.0f, 0.0f, 0, nullptr, nullptr, &segmented, threads);
             ASSERT_EQ(outcome, RunOutcome::Segmented);
             if (threads == 1)
                 reference = planes;
