@@ -155,14 +155,16 @@ void work(VelinDetectorIpp& worker, Run& run, AfterEach&& afterEach) {
         if (run.stop) return;
         const int b = run.nextBScan.fetch_add(1);
         if (b >= run.numBScans) return;
+        // The progress callback may throw too; like a failing B-scan, that ends the run once all threads
+        // have stopped.
         try {
             processOne(worker, run, b);
+            ++run.finished;
+            afterEach();
         } catch (...) {
             run.fail(std::current_exception());
             return;
         }
-        ++run.finished;
-        afterEach();
     }
 }
 

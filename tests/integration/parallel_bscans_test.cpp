@@ -11,6 +11,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -148,6 +149,28 @@ TEST(ParallelBScans, PlanesOfTheWholeCallAreIdenticalForOneTwoAndThreeThreads) {
                 reference = planes;
             else
                 EXPECT_EQ(planes, reference) << threads << " threads";
+        }
+    }
+}
+
+// A throwing progress callback (or B-scan) ends a parallel run as it ends the serial loop: the exception
+// reaches the caller once every thread has stopped, instead of ending the process.
+TEST(ParallelBScans, AnExceptionDuringTheRunReachesTheCaller) {
+    const velin_test::SyntheticVolume v = velin_test::makeLayeredVolume({12, 200, 512, 2});
+    for (int threads : {1, 2, 3}) {
+        VelinDetectorIpp d;
+        d.setParameters(v.samples.data(), v.numAScans, v.depth, v.numBScans, 100.0f, 5.0f, 0.0f, 0);
+        d.threadCount = threads;
+        d.setProgressCallback(
+            [](int done, int, void*) {
+                if (done == 3) throw std::runtime_error("stop at 3");
+            },
+            nullptr);
+        try {
+            d.detectVolume();
+            ADD_FAILURE() << threads << " threads: no exception";
+        } catch (const std::runtime_error& e) {
+            EXPECT_STREQ(e.what(), "stop at 3") << threads << " threads";
         }
     }
 }
