@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <string>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -85,6 +86,13 @@ void printSummary(const velin_bench::MedianReporter& r, const std::string& loadB
             "program's own work with 2 threads: %.0f %% of the run (reading, depth maps, pictures, report; goal "
             "<= 15 %%)\n",
             100.0 * (run2 - engine2) / run2);
+    rusage children{};
+    if (run2 > 0 && getrusage(RUSAGE_CHILDREN, &children) == 0) {
+        const double peak = static_cast<double>(children.ru_maxrss) * 1024.0;
+        const double volume = static_cast<double>(cube().phantom.volume.samples.size());
+        std::printf("peak memory of velin segment:      %.0f MB = %.2f x the volume (largest run; goal <= 2)\n",
+                    peak / 1e6, peak / volume);
+    }
     if (run2 > 0 && fftw128 > 0)
         std::printf(
             "128 FFTW pairs at 1024x512:        %.3f s;  velin segment --threads 2 / that = %.2f (goal <= 2.2)\n",
