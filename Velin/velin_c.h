@@ -21,6 +21,7 @@ extern "C" {
 #define VELIN_ERR_NO_BSCAN_FOUND (-7)    /* no B-scan could be segmented; planes untouched */
 #define VELIN_ERR_OUT_OF_MEMORY (-8)
 #define VELIN_ERR_INTERNAL (-9)          /* an unexpected internal failure */
+#define VELIN_ERR_BAD_OPTIONS (-10)      /* the options' size or one of their fields is invalid */
 
 /* Called after each B-scan with the number done so far and the total; must not throw or longjmp. */
 typedef void (*velin_progress_fn)(int done, int total, void* user);
@@ -40,6 +41,23 @@ VELIN_API int velin_segment_ex(const unsigned char* volume, int numBScans, int n
                                short* plane1, short* plane2, short* plane3, short* plane4, float gapScale,
                                float widthSelector, float auxParameter, int optionFlag, velin_progress_fn progress,
                                void* user, int* bscansSegmented);
+
+/* Options of velin_segment_with_options. Later versions may add fields at the end; `size` tells the library
+ * which fields the caller knows, so set it to sizeof(velin_options), or let velin_options_init do it. */
+typedef struct velin_options {
+    int size;    /* sizeof(velin_options) */
+    int threads; /* B-scans segmented at once: 0 = one per processor core (the default), 1 = one at a time */
+} velin_options;
+
+/* Fills in the size and the defaults. */
+VELIN_API void velin_options_init(velin_options* options);
+
+/* As velin_segment_ex, with options (null = the defaults). The planes do not depend on the thread count. */
+VELIN_API int velin_segment_with_options(const unsigned char* volume, int numBScans, int numAScans, int depth,
+                                         short* plane1, short* plane2, short* plane3, short* plane4, float gapScale,
+                                         float widthSelector, float auxParameter, int optionFlag,
+                                         velin_progress_fn progress, void* user, int* bscansSegmented,
+                                         const velin_options* options);
 
 /* A one-line English message for a status code; never null. */
 VELIN_API const char* velin_status_message(int status);

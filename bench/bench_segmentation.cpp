@@ -8,10 +8,10 @@
 
 #include <Velin/Entry/FillShortGaps.h>
 #include <Velin/Entry/ResultPlanes.h>
+#include <Velin/Entry/SegmentationRun.h>
 #include <Velin/Entry/ShortPlane.h>
 #include <Velin/Image/IppPrimitives.h>
 #include <Velin/VelinDetectorIpp.h>
-#include <Velin/VelinLayerSegment.h>
 
 #include <benchmark/benchmark.h>
 
@@ -85,22 +85,23 @@ struct Planes {
     std::vector<short> p1, p2, p3, p4;
 };
 
-void segment(const velin::io::Volume& v, Planes& planes) {
-    CVelinLayerSegment().VelinLayerSegment(v.samples.data(), v.numBScans, v.numAScans, v.depth, planes.p1.data(),
-                                           planes.p2.data(), planes.p3.data(), planes.p4.data(), kGapScale,
-                                           kWidthSelector, kAuxParameter, kOptionFlag);
+// The call as the exported class makes it, on `threads` threads (0: one per processor core).
+void segment(const velin::io::Volume& v, Planes& planes, int threads) {
+    Orvan::Velin::runSegmentation(v.samples.data(), v.numBScans, v.numAScans, v.depth, planes.p1.data(),
+                                  planes.p2.data(), planes.p3.data(), planes.p4.data(), kGapScale, kWidthSelector,
+                                  kAuxParameter, kOptionFlag, nullptr, nullptr, nullptr, threads);
 }
 
 void BM_WholeCall(benchmark::State& state, PhantomKind kind) {
     const velin::io::Volume& v = phantomVolume(kind);
     Planes planes(v);
     for (auto _ : state) {
-        segment(v, planes);
+        segment(v, planes, 1);
         benchmark::DoNotOptimize(planes.p1.data());
         benchmark::ClobberMemory();
     }
-    // Processor time per B-scan: the call runs on one thread, and processor time is what stays comparable on a
-    // machine that other work shares.
+    // Processor time per B-scan of the serial call (one thread, as the benchmark's clock measures the calling
+    // thread): processor time is what stays comparable on a machine that other work shares.
     state.counters["bscan_time"] =
         benchmark::Counter(v.numBScans, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
@@ -242,7 +243,8 @@ void BM_StepShares(benchmark::State& state) {
 BENCHMARK(BM_StepShares)->Unit(benchmark::kMillisecond);
 
 #if defined(__linux__)
-// Peak resident memory that one call adds, measured in a child process so that pages freed by earlier calls
+// Peak resident memory that one call on every processor core adds (each thread beyond the first holds working
+// images of its own), measured in a child process so that pages freed by earlier calls
 // and kept by the allocator cannot hide it. Linux only: it resets the high-water mark through clear_refs.
 long long peakBytesOfOneCall(const velin::io::Volume& v) {
     int channel[2];
@@ -258,7 +260,7 @@ long long peakBytesOfOneCall(const velin::io::Volume& v) {
             if (std::fclose(refs) == 0 && reset) {
                 rusage before{}, after{};
                 getrusage(RUSAGE_SELF, &before);
-                segment(v, planes);
+                segment(v, planes, 0);
                 getrusage(RUSAGE_SELF, &after);
                 result = (static_cast<long long>(after.ru_maxrss) - before.ru_maxrss) * 1024;
             }

@@ -144,62 +144,115 @@ const char* gridName(GridKind kind) {
     return "none";
 }
 
-std::vector<float> retinaThickness(const VolumeView& volume, const Result& result) {
+namespace {
+
+// Retina thickness of the A-scans of B-scans firstBScan..lastBScan; NaN elsewhere.
+std::vector<float> retinaThicknessOf(const VolumeView& volume, const Result& result, int firstBScan, int lastBScan) {
     // Speckle makes single samples unreliable; the band is found on a running mean of this many samples.
     constexpr int kWindow = 5;
     // Below the upper boundary the first samples still belong to the bright nerve-fibre layer.
     constexpr int kSkip = 2;
     const int depth = volume.depth;
     std::vector<float> thickness(result.upperDepth.size(), std::numeric_limits<float>::quiet_NaN());
-    for (std::size_t i = 0; i < thickness.size(); ++i) {
+    std::vector<int> sums(static_cast<std::size_t>(std::max(depth, 1)));
+    const std::size_t first = static_cast<std::size_t>(firstBScan) * volume.numAScans;
+    const std::size_t end = static_cast<std::size_t>(lastBScan + 1) * volume.numAScans;
+    for (std::size_t i = first; i < end; ++i) {
         const int top = result.upperDepth[i];
         if (top < 0) continue;
         const int start = std::max(top, static_cast<int>(result.lowerDepth[i])) + kSkip;
         if (start + kWindow > depth) continue;
-        const std::uint8_t* aScan = volume.data + i * static_cast<std::size_t>(depth);
-        int sum = 0;
-        for (int d = start; d < start + kWindow; ++d) sum += aScan[d];
-        int best = sum, bestDepth = start;
-        for (int d = start + 1; d + kWindow <= depth; ++d) {
-            sum += aScan[d + kWindow - 1] - aScan[d - 1];
-            if (sum > best) best = sum, bestDepth = d;
-        }
+        const std::uint8_t* aScan = volume.data + i * static_cast<std::size_t>(depth) + start;
+        // Every window's sum first, then the first window with the greatest: two loops the compiler vectorises.
+        const int windows = depth - kWindow + 1 - start;
+        for (int k = 0; k < windows; ++k)
+            sums[k] = aScan[k] + aScan[k + 1] + aScan[k + 2] + aScan[k + 3] + aScan[k + 4];
+        const int best = *std::max_element(sums.begin(), sums.begin() + windows);
+        const int bestDepth =
+            start + static_cast<int>(std::find(sums.begin(), sums.begin() + windows, best) - sums.begin());
         thickness[i] = static_cast<float>(bestDepth + kWindow / 2 - top);
     }
     return thickness;
 }
 
+// A disc of positions as one run of A-scan offsets per B-scan offset: for a fixed B-scan offset the distance
+// grows with the A-scan offset's size, so the offsets within the radius form one run.
+struct DiscRow {
+    int bScan, firstAScan, lastAScan;
+};
+
+std::vector<DiscRow> discRows(const std::vector<std::pair<int, int>>& offsets) {
+    std::vector<DiscRow> rows;
+    for (const auto& offset : offsets) {
+        if (rows.empty() || rows.back().bScan != offset.first)
+            rows.push_back({offset.first, offset.second, offset.second});
+        rows.back().firstAScan = std::min(rows.back().firstAScan, offset.second);
+        rows.back().lastAScan = std::max(rows.back().lastAScan, offset.second);
+    }
+    return rows;
+}
+
+}  // namespace
+
+std::vector<float> retinaThickness(const VolumeView& volume, const Result& result) {
+    return retinaThicknessOf(volume, result, 0, result.numBScans - 1);
+}
+
 GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing) {
     const GridCentre fallback = scanCentre(result.numBScans, result.numAScans);
     if (!spacing.lateralKnown() || result.upperDepth.empty()) return fallback;
-    ThicknessMap map;
-    map.numBScans = result.numBScans;
-    map.numAScans = result.numAScans;
-    map.values = retinaThickness(volume, result);
     const auto offsets = discOffsets(kEtdrsDiametersMm[0] * 500.0, spacing);
+    const std::vector<DiscRow> rows = discRows(offsets);
     // A disc counts only when a quarter of it is measured: a handful of points says nothing about a region.
     const std::size_t needed = (offsets.size() + 3) / 4;
+    const int numB = result.numBScans, numA = result.numAScans;
+
+    // Only the discs around the central half are needed, and only the thickness they reach.
+    int firstB = numB, lastB = -1;
+    for (int b = 0; b < numB; ++b)
+        if (inCentralHalf(b, numB)) firstB = std::min(firstB, b), lastB = b;
+    if (lastB < 0) return fallback;
+    const int reach = rows.empty() ? 0 : rows.back().bScan;
+    ThicknessMap map;
+    map.numBScans = numB;
+    map.numAScans = numA;
+    map.values = retinaThicknessOf(volume, result, std::max(0, firstB - reach), std::min(numB - 1, lastB + reach));
+
+    // Per B-scan, running sums of the measured thickness and of the measured positions along the A-scans, so
+    // that a disc's sum is one difference per row. The thickness values are whole numbers of samples, so the
+    // sums are exact in any order.
+    const std::size_t stride = static_cast<std::size_t>(numA) + 1;
+    std::vector<double> sums(static_cast<std::size_t>(numB) * stride, 0.0);
+    std::vector<std::size_t> counts(sums.size(), 0);
+    for (int b = 0; b < numB; ++b) {
+        for (int a = 0; a < numA; ++a) {
+            const float value = map.at(b, a);
+            const std::size_t at = static_cast<std::size_t>(b) * stride + static_cast<std::size_t>(a);
+            const bool measured = !std::isnan(value);
+            sums[at + 1] = sums[at] + (measured ? value : 0.0);
+            counts[at + 1] = counts[at] + (measured ? 1 : 0);
+        }
+    }
 
     // Means of every disc first; a flat bottom holds several equal minima, and their centroid is the centre.
     std::vector<double> means(map.values.size(), std::numeric_limits<double>::infinity());
     double best = std::numeric_limits<double>::infinity();
-    for (int b = 0; b < map.numBScans; ++b) {
-        if (!inCentralHalf(b, map.numBScans)) continue;
-        for (int a = 0; a < map.numAScans; ++a) {
-            if (!inCentralHalf(a, map.numAScans)) continue;
+    for (int b = firstB; b <= lastB; ++b) {
+        for (int a = 0; a < numA; ++a) {
+            if (!inCentralHalf(a, numA)) continue;
             double sum = 0.0;
             std::size_t count = 0;
-            for (const auto& offset : offsets) {
-                const int nb = b + offset.first, na = a + offset.second;
-                if (nb < 0 || nb >= map.numBScans || na < 0 || na >= map.numAScans) continue;
-                const float value = map.at(nb, na);
-                if (std::isnan(value)) continue;
-                sum += value;
-                ++count;
+            for (const DiscRow& row : rows) {
+                const int nb = b + row.bScan;
+                const int lo = std::max(0, a + row.firstAScan), hi = std::min(numA - 1, a + row.lastAScan);
+                if (nb < 0 || nb >= numB || lo > hi) continue;
+                const std::size_t base = static_cast<std::size_t>(nb) * stride;
+                sum += sums[base + hi + 1] - sums[base + lo];
+                count += counts[base + hi + 1] - counts[base + lo];
             }
             if (count < needed || count == 0) continue;
             const double mean = sum / static_cast<double>(count);
-            means[static_cast<std::size_t>(b) * map.numAScans + a] = mean;
+            means[static_cast<std::size_t>(b) * numA + a] = mean;
             best = std::min(best, mean);
         }
     }

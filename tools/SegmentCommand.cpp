@@ -4,6 +4,7 @@
 #include "Interrupt.h"
 #include "Progress.h"
 #include "SegmentArguments.h"
+#include "ThreadPlan.h"
 #include "VolumeJob.h"
 
 #include <atomic>
@@ -26,6 +27,7 @@ struct SegmentRequest {
     std::vector<std::string> inputs;
     std::string outputDir;
     int jobs = 1;
+    int threads = 0;  ///< 0: not given
     SegmentArguments arguments;
 };
 
@@ -59,7 +61,8 @@ std::string percentText(double share) {
 std::string doneLine(const VolumeSummary& s) {
     std::ostringstream line;
     line << "velin: " << s.input << ": " << s.result.bscansSegmented << "/" << s.result.numBScans
-         << " B-scans segmented (axial factor " << s.result.axialFactor << "), coverage " << percentText(s.thickness.coverage);
+         << " B-scans segmented (axial factor " << s.result.axialFactor << "), coverage "
+         << percentText(s.thickness.coverage);
     if (std::isfinite(s.thickness.mean)) {
         char mean[32];
         std::snprintf(mean, sizeof mean, "%.1f", s.thickness.mean);
@@ -86,7 +89,9 @@ int runSegment(SegmentRequest& request) {
     std::atomic<std::size_t> next{0};
     std::atomic<int> failures{0};
 
-    auto worker = [&]() {
+    auto worker = [&](int threads) {
+        SegmentSettings volumeSettings = settings;
+        volumeSettings.engine.threads = threads;
         for (std::size_t i = next++; i < request.inputs.size(); i = next++) {
             const std::string& input = request.inputs[i];
             const std::string name = fs::path(input).filename().string();
@@ -95,7 +100,7 @@ int runSegment(SegmentRequest& request) {
                 board.update(slot, name, done, total);
             };
             try {
-                const VolumeSummary summary = segmentFile(input, folders[i], settings, progress);
+                const VolumeSummary summary = segmentFile(input, folders[i], volumeSettings, progress);
                 board.finish(slot, doneLine(summary), false);
             } catch (const CliError& e) {
                 ++failures;
@@ -107,10 +112,11 @@ int runSegment(SegmentRequest& request) {
         }
     };
 
-    const std::size_t threads = std::min<std::size_t>(static_cast<std::size_t>(request.jobs), request.inputs.size());
+    const ThreadPlan plan =
+        planThreads(request.jobs, request.threads, static_cast<int>(request.inputs.size()), resolvedThreads(0));
     std::vector<std::thread> pool;
-    for (std::size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
-    worker();
+    for (int slot = 1; slot < plan.volumesAtOnce; ++slot) pool.emplace_back(worker, plan.threadsFor(slot));
+    worker(plan.threadsFor(0));
     for (std::thread& thread : pool) thread.join();
     return failures == 0 ? 0 : kExitFailure;
 }
@@ -168,10 +174,15 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
     cmd->add_option("--eye", request->arguments.eye, "OD or OS, for nasal and temporal (overrides the file's)")
         ->type_name("EYE")
         ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));
-    cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once")
+    cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once (at most --threads)")
         ->check(CLI::Range(1, 256))
         ->type_name("N")
         ->default_str("1");
+    cmd->add_option("--threads", request->threads,
+                    "Threads of the whole run, shared among the volumes running at once; 1 segments each volume's "
+                    "B-scans one at a time. The outputs do not depend on it. Default: one per processor core")
+        ->check(CLI::Range(1, 256))
+        ->type_name("N");
     cmd->callback([request, &exitStatus]() { exitStatus = runSegment(*request); });
 }
 

@@ -4,17 +4,22 @@
 #include "Interrupt.h"
 #include "Pictures.h"
 #include "Report.h"
+#include "ThreadPlan.h"
 
 #include <Velin/Io/AtomicFile.h>
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/PngFile.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
+#include <functional>
 #include <new>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 namespace velin {
 namespace cli {
@@ -34,6 +39,12 @@ std::string overlayName(int bScan) {
     return name;
 }
 
+// One output file: its name and how to write it to a path.
+struct OutputFile {
+    std::string name;
+    std::function<void(const std::string&)> write;
+};
+
 // Collects the names of the files written, and turns a failed write into an error naming the file.
 class OutputFolder {
 public:
@@ -45,18 +56,48 @@ public:
 
     template <typename Write>
     void write(const std::string& name, Write&& writeTo) {
+        writeFile(name, writeTo);
+        names_.push_back(name);
+    }
+
+    /// Writes several files on up to `threads` threads: compressing the pictures is most of the program's own
+    /// work. The names are recorded in the order given; the first failure in that order is thrown once every
+    /// writer has ended.
+    void writeAll(const std::vector<OutputFile>& files, int threads) {
+        std::vector<std::exception_ptr> failures(files.size());
+        std::atomic<std::size_t> next{0};
+        auto worker = [&] {
+            for (std::size_t k = next++; k < files.size(); k = next++) {
+                try {
+                    writeFile(files[k].name, files[k].write);
+                } catch (...) {
+                    failures[k] = std::current_exception();
+                }
+            }
+        };
+        std::vector<std::thread> pool;
+        for (int t = 1; t < std::min<int>(threads, static_cast<int>(files.size())); ++t) pool.emplace_back(worker);
+        worker();
+        for (std::thread& thread : pool) thread.join();
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            if (failures[i]) std::rethrow_exception(failures[i]);
+            names_.push_back(files[i].name);
+        }
+    }
+
+    const std::vector<std::string>& names() const { return names_; }
+
+private:
+    template <typename Write>
+    void writeFile(const std::string& name, Write&& writeTo) const {
         const std::string path = (fs::path(dir_) / name).string();
         try {
             writeTo(path);
         } catch (const io::FileWriteError& e) {
             throw CliError(e.what(), path);
         }
-        names_.push_back(name);
     }
 
-    const std::vector<std::string>& names() const { return names_; }
-
-private:
     std::string dir_;
     std::vector<std::string> names_;
 };
@@ -76,25 +117,23 @@ void removeStaleOutputs(const std::string& dir, const std::vector<std::string>& 
 }  // namespace
 
 bool isOutputName(const std::string& name) {
-    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",
-                                                     "rnfl_weight.npy", "thickness.npy", "thickness.png",
-                                                     "report.json"};
-    const bool overlay =
-        name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
-        std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
+    static const std::set<std::string> fixedNames = {
+        "ilm.npy", "rnfl.npy", "ilm_value.npy", "rnfl_weight.npy", "thickness.npy", "thickness.png", "report.json"};
+    const bool overlay = name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
+                         std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
     return overlay || fixedNames.count(name) > 0;
 }
 
 GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
     switch (choice) {
-    case GridChoice::Etdrs:
-        return GridKind::Etdrs;
-    case GridChoice::Circle:
-        return GridKind::Circle;
-    case GridChoice::None:
-        return GridKind::None;
-    case GridChoice::Auto:
-        break;
+        case GridChoice::Etdrs:
+            return GridKind::Etdrs;
+        case GridChoice::Circle:
+            return GridKind::Circle;
+        case GridChoice::None:
+            return GridKind::None;
+        case GridChoice::Auto:
+            break;
     }
     if (scanKind == "macula") return GridKind::Etdrs;
     if (scanKind == "disc") return GridKind::Circle;
@@ -197,26 +236,28 @@ std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolu
     OutputFolder out(outputDir);
     if (result.segmented()) {
         const int rows = result.numBScans, cols = result.numAScans;
+        std::vector<OutputFile> files;
         for (const PlaneFile& plane : planeFiles(measured))
-            out.write(plane.name, [&](const std::string& p) {
-                if (plane.int16 != nullptr)
-                    io::writeNpy(p, plane.int16, rows, cols);
-                else
-                    io::writeNpy(p, plane.float32, rows, cols);
-            });
-        out.write("thickness.png", [&](const std::string& p) {
-            io::writePng(p, toPicture(renderThicknessMap(map, measured.input.spacing, measured.grid)));
-        });
+            files.push_back({plane.name, [&, plane](const std::string& p) {
+                                 if (plane.int16 != nullptr)
+                                     io::writeNpy(p, plane.int16, rows, cols);
+                                 else
+                                     io::writeNpy(p, plane.float32, rows, cols);
+                             }});
+        files.push_back({"thickness.png", [&](const std::string& p) {
+                             io::writePng(p, toPicture(renderThicknessMap(map, measured.input.spacing, measured.grid)));
+                         }});
         for (int bScan : overlayBScans(rows))
-            out.write(overlayName(bScan), [&](const std::string& p) {
-                io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
-            });
+            files.push_back({overlayName(bScan), [&, bScan](const std::string& p) {
+                                 io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
+                             }});
+        out.writeAll(files, resolvedThreads(measured.options.threads));
     }
 
     std::vector<std::string> files = out.names();
     files.push_back("report.json");
-    const nlohmann::ordered_json json = buildReport(measured.input, measured.options, result, map,
-                                                    measured.thickness, measured.grid, measured.gridNote, files);
+    const nlohmann::ordered_json json = buildReport(measured.input, measured.options, result, map, measured.thickness,
+                                                    measured.grid, measured.gridNote, files);
     const std::string report = json.dump(2) + "\n";
     out.write("report.json", [&](const std::string& p) {
         io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});

@@ -69,6 +69,9 @@ void checkArguments(const VolumeView& volume, const Options& options) {
         rejectArgument("depth = " + std::to_string(volume.depth) + " with axialFactor = " + std::to_string(factor) +
                        " gives " + std::to_string(resampled) + " samples, more than the 32767 a depth plane holds");
 
+    if (options.threads < 0)
+        rejectArgument("threads = " + std::to_string(options.threads) + " is negative (0 = one per processor core)");
+
     const float gapScale = options.gapScale;
     if (gapScale == 0.0f || std::isnan(gapScale) || std::isinf(gapScale))
         rejectArgument("gapScale = " + floatText(gapScale) + " must be finite and not 0");
@@ -128,11 +131,14 @@ Result segment(const VolumeView& volume, const Options& options) {
     }
 
     ProgressRelay relay{&options.progress, nullptr};
-    const int status = velin_segment_ex(
+    velin_options engineOptions;
+    velin_options_init(&engineOptions);
+    engineOptions.threads = options.threads;
+    const int status = velin_segment_with_options(
         samples, volume.numBScans, volume.numAScans, result.engineDepth, result.upperDepth.data(),
         result.lowerDepth.data(), result.upperValue.data(), result.lowerWeight.data(), options.gapScale,
         options.widthSelector, options.auxParameter, options.smoothing, options.progress ? relayProgress : nullptr,
-        options.progress ? &relay : nullptr, &result.bscansSegmented);
+        options.progress ? &relay : nullptr, &result.bscansSegmented, &engineOptions);
     if (relay.error) std::rethrow_exception(relay.error);
 
     switch (status) {
@@ -154,6 +160,7 @@ Result segment(const VolumeView& volume, const Options& options) {
     case VELIN_ERR_BAD_SIZE:
     case VELIN_ERR_SIZE_OVERFLOW:
     case VELIN_ERR_BAD_GAP_SCALE:
+    case VELIN_ERR_BAD_OPTIONS:
         rejectArgument(velin_status_message(status));
     default:
         throw std::runtime_error(std::string("velin::segment: ") + velin_status_message(status));

@@ -43,6 +43,10 @@ struct Options {
     /// too thin for them and no B-scan is segmented. A factor of round(depth spacing / 1.95 um) brings such
     /// scans to the engine's scale. 1 leaves the volume as it is, bit for bit.
     int axialFactor = 1;
+    /// B-scans segmented at once: 0 = one per processor core, 1 = one at a time. The result does not depend
+    /// on it. Each thread beyond the first holds working images of its own, about 34 bytes per sample of one
+    /// B-scan (18 MB for 512 x 1024).
+    int threads = 0;
     ProgressCallback progress;
 };
 
@@ -76,8 +80,8 @@ struct Result {
 /// Segments one volume.
 ///
 /// Throws std::invalid_argument, with a message naming the argument and its value, for a null data pointer,
-/// a non-positive size, an axialFactor outside 1..8, sizes whose product (after resampling and depth padding)
-/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), and a gapScale
+/// a non-positive size, an axialFactor outside 1..8, a negative thread count, sizes whose product (after resampling and
+/// depth padding) does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), and a gapScale
 /// that is 0, NaN, infinite or so close to 0 that the gap limit overflows. Throws std::bad_alloc when memory
 /// runs out and std::runtime_error for an internal failure of the engine.
 ///

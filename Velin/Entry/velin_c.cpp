@@ -55,6 +55,17 @@ int validate(const unsigned char* volume, int numBScans, int numAScans, int dept
     return VELIN_OK;
 }
 
+// Only the one layout so far; a later one will accept this size too and give its new fields their defaults.
+int validateOptions(const velin_options* options) {
+    if (options == nullptr) {
+        return VELIN_OK;
+    }
+    if (options->size != static_cast<int>(sizeof(velin_options)) || options->threads < 0) {
+        return VELIN_ERR_BAD_OPTIONS;
+    }
+    return VELIN_OK;
+}
+
 }  // namespace
 
 extern "C" {
@@ -71,17 +82,39 @@ int velin_segment(const unsigned char* volume, int numBScans, int numAScans, int
 int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1, short* plane2,
                      short* plane3, short* plane4, float gapScale, float widthSelector, float auxParameter,
                      int optionFlag, velin_progress_fn progress, void* user, int* bscansSegmented) {
-    const int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale);
+    return velin_segment_with_options(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
+                                      widthSelector, auxParameter, optionFlag, progress, user, bscansSegmented,
+                                      nullptr);
+}
+
+void velin_options_init(velin_options* options) {
+    if (options == nullptr) {
+        return;
+    }
+    *options = velin_options{};
+    options->size = static_cast<int>(sizeof(velin_options));
+    options->threads = 0;
+}
+
+int velin_segment_with_options(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
+                               short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
+                               float auxParameter, int optionFlag, velin_progress_fn progress, void* user,
+                               int* bscansSegmented, const velin_options* options) {
+    int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale);
+    if (invalid == VELIN_OK) {
+        invalid = validateOptions(options);
+    }
     if (invalid != VELIN_OK) {
         return invalid;
     }
+    const int threads = options != nullptr ? options->threads : 0;
     try {
         // The count goes through a local so that the caller's variable is written only once the run has
         // completed, never half-way through a failure.
         int segmented = 0;
         const Orvan::Velin::RunOutcome outcome =
             Orvan::Velin::runSegmentation(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
-                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented);
+                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented, threads);
         if (bscansSegmented != nullptr) {
             *bscansSegmented = segmented;
         }
@@ -123,6 +156,8 @@ const char* velin_status_message(int status) {
             return "out of memory";
         case VELIN_ERR_INTERNAL:
             return "internal error";
+        case VELIN_ERR_BAD_OPTIONS:
+            return "the options are invalid: size must be sizeof(velin_options) and threads 0 or more";
         default:
             return "unknown status code";
     }

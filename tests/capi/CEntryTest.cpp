@@ -12,6 +12,7 @@
 
 #include <limits>
 #include <set>
+#include <string>
 #include <vector>
 
 namespace {
@@ -42,7 +43,9 @@ const velin_test::CEntry& entry() {
     return loaded;
 }
 
-Outcome run(const Call& call, std::size_t planeSize = 64) {
+// A call of velin_segment_ex, or of velin_segment_with_options when `options` is given (its pointer may be
+// null).
+Outcome run(const Call& call, std::size_t planeSize = 64, const velin_options* const* options = nullptr) {
     Outcome out(planeSize);
     short* p[4];
     for (int i = 0; i < 4; ++i) p[i] = i == call.nullPlane ? nullptr : out.planes[i].data();
@@ -50,9 +53,14 @@ Outcome run(const Call& call, std::size_t planeSize = 64) {
         static_cast<Outcome*>(user)->done.push_back(done);
         static_cast<Outcome*>(user)->total.push_back(total);
     };
-    out.status = entry().segmentEx(call.volume, call.numBScans, call.numAScans, call.depth, p[0], p[1], p[2], p[3],
-                                   call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag, record, &out,
-                                   &out.count);
+    if (options != nullptr)
+        out.status = entry().segmentWithOptions(call.volume, call.numBScans, call.numAScans, call.depth, p[0], p[1],
+                                                p[2], p[3], call.gapScale, call.widthSelector, call.auxParameter,
+                                                call.optionFlag, record, &out, &out.count, *options);
+    else
+        out.status = entry().segmentEx(call.volume, call.numBScans, call.numAScans, call.depth, p[0], p[1], p[2], p[3],
+                                       call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag, record,
+                                       &out, &out.count);
     return out;
 }
 
@@ -62,7 +70,7 @@ TEST(CEntry, VersionAndADistinctMessageForEveryStatus) {
     const std::string unknown = entry().statusMessage(-1000);
     EXPECT_EQ(unknown, entry().statusMessage(1));
     std::set<std::string> seen = {unknown};
-    for (int status = VELIN_OK; status >= VELIN_ERR_INTERNAL; --status)
+    for (int status = VELIN_OK; status >= VELIN_ERR_BAD_OPTIONS; --status)
         EXPECT_TRUE(seen.insert(entry().statusMessage(status)).second) << "status " << status << " repeats a message";
 }
 
@@ -153,6 +161,62 @@ TEST(CEntry, PlanesEqualTheExportedClassBitForBit) {
                         p[3].data(), call.gapScale, call.widthSelector, call.auxParameter, call.optionFlag),
         VELIN_OK);
     EXPECT_EQ(plain.planes, reference.planes);
+}
+
+// Options with a size the library does not know, or a negative thread count, are refused after the other
+// arguments and before anything is written; the thread count never changes the planes, on a volume whose
+// transform is larger than its B-scans (200 A-scans, 256 transform rows) where part of each B-scan's
+// transform carries into the next.
+TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
+    ASSERT_TRUE(entry().complete());
+    velin_options defaults;
+    defaults.size = 0, defaults.threads = -5;
+    entry().optionsInit(&defaults);
+    EXPECT_EQ(defaults.size, static_cast<int>(sizeof(velin_options)));
+    EXPECT_EQ(defaults.threads, 0);
+
+    const velin_test::SyntheticVolume volume = velin_test::makeLayeredVolume({12, 200, 512, 3});
+    const std::size_t size = static_cast<std::size_t>(volume.numBScans) * volume.numAScans;
+    Call call{volume.samples.data(), 12, 200, 512};
+    struct Refused {
+        const char* what;
+        int size, threads, expected;
+        bool badGapScale;
+    } const refused[] = {
+        {"size 0", 0, 1, VELIN_ERR_BAD_OPTIONS, false},
+        {"size of a later, longer layout", static_cast<int>(sizeof(velin_options)) + 4, 1, VELIN_ERR_BAD_OPTIONS,
+         false},
+        {"negative thread count", static_cast<int>(sizeof(velin_options)), -1, VELIN_ERR_BAD_OPTIONS, false},
+        {"a bad argument is reported first", 0, -1, VELIN_ERR_BAD_GAP_SCALE, true},
+    };
+    for (const Refused& test : refused) {
+        SCOPED_TRACE(test.what);
+        velin_options options{test.size, test.threads};
+        const velin_options* pointer = &options;
+        Call bad = call;
+        if (test.badGapScale) bad.gapScale = 0.0f;
+        const Outcome out = run(bad, size, &pointer);
+        EXPECT_EQ(out.status, test.expected);
+        EXPECT_TRUE(out.planesUntouched());
+        EXPECT_EQ(out.count, kCountUntouched);
+        EXPECT_TRUE(out.done.empty());
+    }
+
+    const velin_options* none = nullptr;
+    const Outcome reference = run(call, size, &none);
+    ASSERT_EQ(reference.status, VELIN_OK);
+    for (int threads : {1, 2, 3}) {
+        SCOPED_TRACE(std::to_string(threads) + " threads");
+        velin_options options;
+        entry().optionsInit(&options);
+        options.threads = threads;
+        const velin_options* pointer = &options;
+        const Outcome out = run(call, size, &pointer);
+        EXPECT_EQ(out.status, VELIN_OK);
+        EXPECT_EQ(out.planes, reference.planes);
+        EXPECT_EQ(out.count, reference.count);
+        EXPECT_EQ(out.done, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+    }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -49,6 +50,7 @@ TEST(ApiSegmentArguments, EachBadArgumentIsNamedWithItsValue) {
         VolumeView view;
         float gapScale;
         std::vector<std::string> expected;
+        int threads = 0;
     } const cases[] = {
         {{nullptr, 12, 16, 32}, 100.0f, {"data", "null"}},
         {{&sample, 0, 16, 32}, 100.0f, {"numBScans = 0"}},
@@ -62,10 +64,12 @@ TEST(ApiSegmentArguments, EachBadArgumentIsNamedWithItsValue) {
         {good, inf, {"gapScale = inf"}},
         {good, -inf, {"gapScale = -inf"}},
         {good, 1e-30f, {"gapScale = 1e-30"}},
+        {good, 100.0f, {"threads = -2", "negative"}, -2},
     };
     for (const Case& c : cases) {
         Options options;
         options.gapScale = c.gapScale;
+        options.threads = c.threads;
         const std::string message = io_test::messageOf<std::invalid_argument>([&] { velin::segment(c.view, options); });
         for (const std::string& part : c.expected) EXPECT_TRUE(io_test::contains(message, part));
     }
@@ -121,6 +125,32 @@ TEST(ApiSegmentPadding, Depth496IsTheEngineOnTheZeroPaddedVolumeWhereTheRawCallS
     const auto sheared = io_test::errorAndFound(legacyPlanes(volume, Options())[0], volume.top);
     EXPECT_TRUE(sheared.second < 0.5 || sheared.first > 4 * upper.first + 5.0)
         << "found " << sheared.second << ", error " << sheared.first;
+}
+
+// A 496-sample scan is padded to 512 samples and has 200 A-scans for 256 transform rows: the engine's
+// transform is larger than its B-scans both ways. The planes do not depend on the thread count, and the
+// progress reports come on the caller's thread, once per B-scan, in order.
+TEST(ApiSegmentThreads, PlanesAndProgressAreTheSameForOneTwoAndThreeThreads) {
+    const auto volume = layered(12, 200, 496);
+    const std::thread::id caller = std::this_thread::get_id();
+    Planes reference;
+    for (int threads : {1, 2, 3}) {
+        SCOPED_TRACE(std::to_string(threads) + " threads");
+        std::vector<int> done;
+        bool onCaller = true;
+        Options options;
+        options.threads = threads;
+        options.progress = [&](int d, int) {
+            done.push_back(d);
+            onCaller = onCaller && std::this_thread::get_id() == caller;
+        };
+        const Result result = velin::segment(viewOf(volume), options);
+        ASSERT_TRUE(result.segmented());
+        if (threads == 1) reference = planesOf(result);
+        EXPECT_EQ(planesOf(result), reference);
+        EXPECT_EQ(done, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+        EXPECT_TRUE(onCaller);
+    }
 }
 
 // The callback's exception ends the run at once and reaches the caller as it is.

@@ -1,8 +1,9 @@
 // The velin program run as a user runs it: its outputs, its errors and its parallel mode.
 
-#include "Progress.h"
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/PngFile.h>
+#include "Progress.h"
+#include "ThreadPlan.h"
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>
@@ -181,13 +182,14 @@ TEST_F(CliCommand, ParallelJobsGiveTheSameOutputsAsOneAtATimeAndAFailureDoesNotS
     const Outcome second =
         run({"phantom", "-o", file("second.npy"), "--shape", "12x128x1024", "--seed", "4", "--kind", "disc"});
     ASSERT_EQ(second.status, 0) << second.err;
-    // A grid named but impossible is explained on the volume's line, and the volume still succeeds.
-    const Outcome serial =
-        run({"segment", file("phantom.npy"), file("second.npy"), "-o", file("serial"), "--grid", "circle"});
+    // A grid named but impossible is explained on the volume's line, and the volume still succeeds. One thread
+    // in all against two volumes at once, the first with two threads: every output byte is the same.
+    const Outcome serial = run({"segment", file("phantom.npy"), file("second.npy"), "-o", file("serial"), "--grid",
+                                "circle", "--threads", "1"});
     ASSERT_EQ(serial.status, 0) << serial.err;
     EXPECT_TRUE(io_test::contains(serial.out, "no grid (lateral spacing unknown")) << serial.out;
     const Outcome parallel = run({"segment", file("phantom.npy"), file("absent.npy"), file("second.npy"), "-o",
-                                  file("parallel"), "-j", "2", "--grid", "circle"});
+                                  file("parallel"), "-j", "2", "--threads", "3", "--grid", "circle"});
     EXPECT_EQ(parallel.status, 1);
     EXPECT_EQ(lineCount(parallel.err), 1u) << parallel.err;
     EXPECT_EQ(lineCount(parallel.out), 2u) << parallel.out;
@@ -196,6 +198,31 @@ TEST_F(CliCommand, ParallelJobsGiveTheSameOutputsAsOneAtATimeAndAFailureDoesNotS
         ASSERT_EQ(namesIn(a), namesIn(b)) << stem;
         for (const std::string& name : namesIn(a))
             EXPECT_EQ(readBytes((a / name).string()), readBytes((b / name).string())) << stem << "/" << name;
+    }
+}
+
+// -j and --threads together never run more threads than asked for, and use all of them when they can.
+TEST(CliThreadPlan, VolumesAtOnceAndTheirThreadsStayWithinTheBudget) {
+    struct Case {
+        int jobs, threads, volumes, cores;
+        int budget;
+        std::vector<int> perVolume;
+    } const cases[] = {
+        {1, 0, 3, 2, 2, {2}},           // defaults: one volume at a time on every core
+        {1, 1, 3, 2, 1, {1}},           // --threads 1: today's serial run
+        {2, 0, 3, 2, 2, {1, 1}},        // -j 2 on two cores
+        {4, 0, 5, 2, 4, {1, 1, 1, 1}},  // -j alone asks for its volumes even beyond the cores
+        {4, 2, 5, 8, 2, {1, 1}},        // --threads caps -j
+        {2, 5, 3, 2, 5, {3, 2}},        // the remainder goes to the first volumes
+        {3, 8, 2, 2, 8, {4, 4}},        // fewer inputs than -j: the budget is shared by those
+        {1, 0, 1, 0, 1, {1}},           // an unknown core count counts as one
+    };
+    for (const Case& c : cases) {
+        const velin::cli::ThreadPlan plan = velin::cli::planThreads(c.jobs, c.threads, c.volumes, c.cores);
+        std::vector<int> perVolume;
+        for (int slot = 0; slot < plan.volumesAtOnce; ++slot) perVolume.push_back(plan.threadsFor(slot));
+        EXPECT_EQ(plan.budget, c.budget) << c.jobs << " jobs, " << c.threads << " threads";
+        EXPECT_EQ(perVolume, c.perVolume) << c.jobs << " jobs, " << c.threads << " threads";
     }
 }
 
