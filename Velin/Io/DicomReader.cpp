@@ -1,5 +1,6 @@
 #include <Velin/Io/DicomMetadata.h>
 #include <Velin/Io/FloatScaling.h>
+#include <Velin/Io/Jpeg2000Decoder.h>
 #include <Velin/Io/ReaderSupport.h>
 
 #include <dcmtk/config/osconfig.h>
@@ -40,6 +41,7 @@ void prepareDcmtk() {
         DJLSDecoderRegistration::registerCodecs();
         DcmRLEDecoderRegistration::registerCodecs();
     });
+    Jpeg2000Decoder::registerOnce();
 }
 
 std::string text(DcmItem& item, const DcmTagKey& tag) {
@@ -181,8 +183,8 @@ Volume readDicom(const std::string& path, const ReadOptions& options) {
     if (syntax == EXS_Unknown ||
         (xfer.isEncapsulated() && !DcmCodecList::canChangeCoding(syntax, EXS_LittleEndianExplicit))) {
         fail(path, "transfer syntax " + syntaxName(syntaxUid, xfer) +
-                       " cannot be decoded: expected uncompressed, RLE, JPEG (baseline, extended or lossless) or "
-                       "JPEG-LS pixel data");
+                       " cannot be decoded: expected uncompressed, RLE, JPEG (baseline, extended or lossless), "
+                       "JPEG-LS or JPEG 2000 pixel data");
     }
     const std::size_t nb = static_cast<std::size_t>(f.count), na = f.columns, nd = f.rows;
     const std::size_t frameSamples = na * nd;
