@@ -114,8 +114,8 @@ TEST(IoDicomJpeg2000, LosslessFramesReadAsTheSamplesInOneOrSeveralFragments) {
         halves.emplace_back(frame.begin(), middle);
         halves.emplace_back(middle, frame.end());
     }
-    dicom_test::saveEncapsulated(*dicom_test::volumeImage(kB, kA, kD, samples), dir.file("halves.dcm"),
-                                 EXS_JPEG2000, halves);
+    dicom_test::saveEncapsulated(*dicom_test::volumeImage(kB, kA, kD, samples), dir.file("halves.dcm"), EXS_JPEG2000,
+                                 halves);
     EXPECT_EQ(readVolume(dir.file("halves.dcm"), {}).samples, expected);
 
     // 12-bit samples 16 s + 3 under the window that shows them as s (see the 16-bit DICOM test).
