@@ -15,6 +15,7 @@
 #include <dcmtk/dcmjpls/djdecode.h>
 #include <dcmtk/oflog/oflog.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -40,6 +41,12 @@ void prepareDcmtk() {
         DJDecoderRegistration::registerCodecs();
         DJLSDecoderRegistration::registerCodecs();
         DcmRLEDecoderRegistration::registerCodecs();
+        // DCMTK's list of codecs is a static that forgets its entries at exit; taking them out first frees them.
+        std::atexit([] {
+            DJDecoderRegistration::cleanup();
+            DJLSDecoderRegistration::cleanup();
+            DcmRLEDecoderRegistration::cleanup();
+        });
     });
     Jpeg2000Decoder::registerOnce();
 }

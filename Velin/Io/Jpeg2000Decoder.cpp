@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -179,6 +180,8 @@ void Jpeg2000Decoder::registerOnce() {
         static const Jpeg2000Decoder decoder;
         static const NoParameters parameters;
         DcmCodecList::registerCodec(&decoder, nullptr, &parameters);
+        // DCMTK's list of codecs is a static that forgets its entries at exit; taking ours out first frees it.
+        std::atexit([] { DcmCodecList::deregisterCodec(&decoder); });
     });
 }
 

@@ -22,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -38,6 +39,11 @@ inline void registerEncoders() {
         DJEncoderRegistration::registerCodecs();
         DJLSEncoderRegistration::registerCodecs();
         DcmRLEEncoderRegistration::registerCodecs();
+        std::atexit([] {
+            DJEncoderRegistration::cleanup();
+            DJLSEncoderRegistration::cleanup();
+            DcmRLEEncoderRegistration::cleanup();
+        });
     });
 }
 
