@@ -27,7 +27,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
-# Dependencies come from the binaries (dpkg-shlibdeps): libc, libstdc++, libpng, libtiff. The program's own
+# Dependencies come from the binaries (dpkg-shlibdeps): libc, libstdc++, libpng, libtiff, DCMTK (whose package
+# also holds the data dictionary the DICOM reader needs), OpenJPEG. The program's own
 # libvelin.so.0 is in the package; dpkg-shlibdeps finds it in the staged library folder.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_INSTALL_LIBDIR})

@@ -127,7 +127,7 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
     auto request = std::make_shared<SegmentRequest>();
     CLI::App* cmd = app.add_subcommand("segment", "Segment OCT volumes; one output folder per volume");
     cmd->add_option("INPUT", request->inputs,
-                    "Volume files: .img (raw device cube), .raw (with --shape), .npy, .tif/.tiff, .vol")
+                    "Volume files: .img (raw device cube), .raw (with --shape), .npy, .tif/.tiff, .vol, DICOM (.dcm)")
         ->required();
     cmd->add_option("-o,--output", request->outputDir, "Folder that receives OUTDIR/<input stem>/")
         ->required()
@@ -141,7 +141,7 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
     cmd->add_option("--flip", request->arguments.flip, "Axes to reverse after reading, as letters among B, A, D")
         ->type_name("AXES");
     cmd->add_option("--scale", request->arguments.scale,
-                    "Rule from float samples to 8 bits: minmax, clip255 or fourthroot (needed for float .npy)")
+                    "Rule to 8 bits: minmax, clip255 or fourthroot (float .npy; 16-bit DICOM without a window)")
         ->type_name("RULE");
     cmd->add_option("--gap-scale", request->arguments.gapScale,
                     "Gaps in a boundary shorter than trunc(100/X + 0.5) + 5 B-scans are bridged")

@@ -74,9 +74,15 @@ Volume readVolume(const std::string& path, const ReadOptions& options) {
         volume = detail::readTiffStack(path);
     } else if (ext == ".vol") {
         volume = detail::readVol(path);
+    } else if (ext == ".dcm" || ext == ".dicom" || detail::hasDicomPreamble(path)) {
+        // Archives often name DICOM files by number or UID ("IM0001", "1.2.840.113619.2.1"), so a file with any
+        // other name is read as DICOM when its content starts like one.
+        volume = detail::readDicom(path, options);
     } else {
-        fail(path, "unknown volume format: expected the extension .img, .raw, .npy, .tif, .tiff or .vol, found '" +
-                       ext + "'");
+        fail(path,
+             "unknown volume format: expected the extension .img, .raw, .npy, .tif, .tiff, .vol, .dcm or .dicom, or "
+             "a DICOM file, found '" +
+                 ext + "'");
     }
     checkRequestedShape(path, options, volume);
     for (char axis : flips) reverseAxis(volume, axis);

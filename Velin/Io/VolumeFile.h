@@ -36,7 +36,7 @@ struct ReadOptions {
     std::string layout = "BAD";
     /// Axes to reverse after reading, as letters among B, A, D (e.g. "D" flips each A-scan).
     std::string flip;
-    ScaleRule scale = ScaleRule::None;  ///< required for float .npy input
+    ScaleRule scale = ScaleRule::None;  ///< required for float .npy input; for 16-bit DICOM, overrides its window
 };
 
 /// A file could not be read as a volume. The message names the file, what was expected and what was found.
@@ -45,7 +45,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads .img, .raw, .npy, .tif/.tiff or .vol, chosen by the file name's extension.
+/// Reads .img, .raw, .npy, .tif/.tiff, .vol or DICOM (.dcm/.dicom, or any other name whose content starts as a
+/// DICOM file does), chosen by the file name's extension.
 Volume readVolume(const std::string& path, const ReadOptions& options);
 
 }  // namespace io

@@ -1,6 +1,6 @@
 """Velin: segmentation of retinal OCT volumes, from Python.
 
-Read a volume with :func:`read` (the program's readers: .img, .raw, .npy, .tif, .vol), or take any uint8
+Read a volume with :func:`read` (the program's readers: .img, .raw, .npy, .tif, .vol, DICOM), or take any uint8
 array of shape (B-scans, A-scans, depth), and segment it with :func:`segment`. The :class:`Result` holds
 the depth maps, the nerve-fibre-layer thickness, the report's figures and the clinical grids, equal to what
 ``velin segment`` writes. Cohorts run on a Dask cluster with ``python -m velin.batch``.

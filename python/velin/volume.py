@@ -111,14 +111,16 @@ def read(
     """Reads a volume file as ``velin segment`` does.
 
     The reader is chosen by the extension: ``.img`` (device cubes; shape, eye, scan kind and spacing from
-    the name), ``.raw`` (needs ``shape``), ``.npy``, ``.tif``/``.tiff`` (one page per B-scan) and ``.vol``.
+    the name), ``.raw`` (needs ``shape``), ``.npy``, ``.tif``/``.tiff`` (one page per B-scan), ``.vol`` and
+    DICOM (``.dcm``/``.dicom``, or any other name whose content is DICOM; one frame per B-scan).
 
     Args:
         path: the file.
         shape: (B-scans, A-scans, depth) or "BxAxD"; required for .raw, a check for the other formats.
         layout: axis order of a .raw file, slowest first, as the letters B, A and D.
         flip: axes to reverse after reading, any of "B", "A", "D".
-        scale: "minmax", "clip255" or "fourthroot": how float .npy samples become 8 bits (required for them).
+        scale: "minmax", "clip255" or "fourthroot": how float .npy samples become 8 bits (required for them);
+            for 16-bit DICOM it replaces the file's display window (required when the file has none).
 
     Returns:
         The volume, its samples read-only and in the library's layout.

@@ -4,6 +4,7 @@
 #include <Velin/Io/PngFile.h>
 #include "Progress.h"
 #include "ThreadPlan.h"
+#include "dicom_test_files.h"
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>
@@ -176,6 +177,47 @@ TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     EXPECT_GT(report["coverage"].get<double>(), 0.9);
     EXPECT_EQ(report["grid"]["sectors"].size(), 9u);
     EXPECT_EQ(report["files"].size(), expected.size());
+}
+
+// The phantom exported as DICOM: the file's spacing, eye and scan kind reach the report and choose the grid,
+// and the planes are those of the same samples read from .npy with the same values given on the command line.
+TEST_F(CliCommand, DicomVolumesBringTheirSpacingEyeAndScanKindIntoTheReport) {
+    const velin::io::Volume phantom = velin::io::readVolume(file("phantom.npy"), {});
+    auto dicom = dicom_test::volumeImage(12, 128, 1024, phantom.samples);
+    DcmDataset& ds = *dicom->getDataset();
+    ds.putAndInsertString(DCM_PixelSpacing, "0.001953125\\0.046875");
+    ds.putAndInsertString(DCM_SliceThickness, "0.5");
+    ds.putAndInsertString(DCM_ImageLaterality, "L");
+    ds.putAndInsertString(DCM_SeriesDescription, "Macular Cube 128x12");
+    const std::string input = file("export.dcm");
+    dicom_test::save(*dicom, input, EXS_JPEGLSLossless);
+    const Outcome r = run({"segment", input, "-o", file("out-dicom")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const fs::path dir = fs::path(file("out-dicom")) / "export";
+    const nlohmann::json report = nlohmann::json::parse(readText(dir / "report.json"));
+    const nlohmann::json fields = nlohmann::json::parse(R"({"/eye": "OS", "/scan_kind": "macula",
+        "/spacing_um": {"depth": 1.953125, "a_scan": 46.875, "b_scan": 500.0, "source": "file"},
+        "/shape/b_scans": 12, "/shape/a_scans": 128, "/shape/depth": 1024, "/grid/type": "etdrs", "/grid/eye": "OS"})");
+    for (const auto& field : fields.items())
+        EXPECT_EQ(report.value(nlohmann::json::json_pointer(field.key()), nlohmann::json()), field.value())
+            << field.key();
+
+    const Outcome same = run({"segment", file("phantom.npy"), "-o", file("out-same"), "--spacing-um",
+                              "1.953125,46.875,500", "--eye", "OS", "--grid", "etdrs"});
+    ASSERT_EQ(same.status, 0) << same.err;
+    for (const char* plane : {"ilm.npy", "rnfl.npy", "ilm_value.npy", "rnfl_weight.npy", "thickness.npy"})
+        EXPECT_EQ(readBytes((dir / plane).string()), readBytes(file("out-same") + "/phantom/" + plane)) << plane;
+
+    // A damaged export is one error line naming the file, and no folder.
+    const std::vector<std::uint8_t> bytes = readBytes(input);
+    writeBytes(file("cut.dcm"), std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + bytes.size() / 2));
+    const Outcome cut = run({"segment", file("cut.dcm"), "-o", file("out-dicom")});
+    EXPECT_EQ(cut.status, 1);
+    EXPECT_EQ(lineCount(cut.err), 1u) << cut.err;
+    EXPECT_EQ(cut.err.rfind("velin: error: ", 0), 0u) << cut.err;
+    EXPECT_TRUE(io_test::contains(cut.err, "damaged or truncated DICOM file"));
+    EXPECT_TRUE(io_test::contains(cut.err, file("cut.dcm")));
+    EXPECT_FALSE(fs::exists(fs::path(file("out-dicom")) / "cut"));
 }
 
 TEST_F(CliCommand, ParallelJobsGiveTheSameOutputsAsOneAtATimeAndAFailureDoesNotStopTheOthers) {

@@ -8,7 +8,7 @@ from pathlib import Path
 from typing import Iterable, List
 
 # The formats the program reads (docs/file-formats.md).
-VOLUME_SUFFIXES = {".img", ".raw", ".npy", ".tif", ".tiff", ".vol"}
+VOLUME_SUFFIXES = {".img", ".raw", ".npy", ".tif", ".tiff", ".vol", ".dcm", ".dicom"}
 # Lists of volumes rather than volumes.
 MANIFEST_SUFFIXES = {".txt", ".csv"}
 # Column of a CSV manifest that names the volumes; without one, the first column does.
