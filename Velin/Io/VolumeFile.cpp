@@ -43,6 +43,19 @@ void reverseAxis(Volume& volume, char axis) {
         for (std::size_t b = 0; b < nb / 2; ++b)
             std::swap_ranges(at(b, 0), at(b, 0) + static_cast<std::ptrdiff_t>(na * nd), at(nb - 1 - b, 0));
     }
+    // The device's boundaries follow their samples: a boundary at z (between samples z - 1 and z) lies at
+    // depth - z once each A-scan is reversed.
+    for (std::vector<float>* plane : {&volume.deviceIlm, &volume.deviceRnfl}) {
+        if (plane->empty()) continue;
+        const auto row = [&](std::size_t b) { return plane->begin() + static_cast<std::ptrdiff_t>(b * na); };
+        if (axis == 'D') {
+            for (float& z : *plane) z = static_cast<float>(nd) - z;
+        } else if (axis == 'A') {
+            for (std::size_t b = 0; b < nb; ++b) std::reverse(row(b), row(b) + static_cast<std::ptrdiff_t>(na));
+        } else {
+            for (std::size_t b = 0; b < nb / 2; ++b) std::swap_ranges(row(b), row(b) + static_cast<std::ptrdiff_t>(na), row(nb - 1 - b));
+        }
+    }
 }
 
 // The flip letters are checked before anything is read, so a typo costs no time on a large file.

@@ -24,6 +24,13 @@ struct Volume {
     double spacingDepthUm = 0.0;
     double spacingAScanUm = 0.0;
     double spacingBScanUm = 0.0;
+
+    /// Boundaries the device stored with the scan (.vol exports carry its own segmentation), one value per
+    /// position b * numAScans + a, in samples as the device gives them (fractional rows counted from the top);
+    /// NaN where the device marked none. Empty when the file carries none. `deviceIlm` is the inner limiting
+    /// membrane (the top of the retina), `deviceRnfl` the lower boundary of the nerve-fibre layer.
+    std::vector<float> deviceIlm;
+    std::vector<float> deviceRnfl;
 };
 
 /// How a float array becomes 8-bit samples.
