@@ -22,6 +22,7 @@ extern "C" {
 #define VELIN_ERR_OUT_OF_MEMORY (-8)
 #define VELIN_ERR_INTERNAL (-9)          /* an unexpected internal failure */
 #define VELIN_ERR_BAD_OPTIONS (-10)      /* the options' size or one of their fields is invalid */
+#define VELIN_ERR_BAD_SPACING (-11)      /* a sample spacing is negative, NaN or infinite */
 
 /* Called after each B-scan with the number done so far and the total; must not throw or longjmp. */
 typedef void (*velin_progress_fn)(int done, int total, void* user);
@@ -58,6 +59,22 @@ VELIN_API int velin_segment_with_options(const unsigned char* volume, int numBSc
                                          float widthSelector, float auxParameter, int optionFlag,
                                          velin_progress_fn progress, void* user, int* bscansSegmented,
                                          const velin_options* options);
+/* Refined boundaries: the top of the retina (ILM) and the lower boundary of the nerve-fibre layer at
+ * sub-sample precision, with a confidence per point, found on the volume's own samples starting from the
+ * depth planes of velin_segment (plane1 and plane2 as computed for this same volume and depth).
+ *
+ * upperStart and lowerStart hold numBScans * numAScans whole-sample depths (element b * numAScans + a); values
+ * outside 0 .. depth - 1, such as -1, mean "not found". The spacings are in micrometres along depth, between
+ * A-scans and between B-scans; 0 means unknown (derived from the depth, resp. a 6 mm field). upper and lower
+ * receive numBScans * numAScans depths in samples: a boundary at z means the tissue below it begins at
+ * sample z (a sharp step from sample 99 to sample 100 is 100.0); NaN where a boundary could not be found.
+ * upperConfidence and lowerConfidence (each may be null) receive values from 0 (not found) to 1. threads
+ * greater than 1 refines that many B-scans at once; the results do not depend on it. On any status other
+ * than VELIN_OK the outputs are left untouched. */
+VELIN_API int velin_refine_boundaries(const unsigned char* volume, int numBScans, int numAScans, int depth,
+                                      const short* upperStart, const short* lowerStart, double depthSpacingUm,
+                                      double aScanSpacingUm, double bScanSpacingUm, float* upper, float* lower,
+                                      float* upperConfidence, float* lowerConfidence, int threads);
 
 /* A one-line English message for a status code; never null. */
 VELIN_API const char* velin_status_message(int status);

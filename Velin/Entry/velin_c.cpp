@@ -158,6 +158,8 @@ const char* velin_status_message(int status) {
             return "internal error";
         case VELIN_ERR_BAD_OPTIONS:
             return "the options are invalid: size must be sizeof(velin_options) and threads 0 or more";
+        case VELIN_ERR_BAD_SPACING:
+            return "a sample spacing is negative, NaN or infinite (0 means unknown)";
         default:
             return "unknown status code";
     }

@@ -1,0 +1,44 @@
+#include <Velin/Refine/LateralSmoothing.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace Orvan {
+namespace Velin {
+namespace Refine {
+
+std::vector<float> gaussianWeights(double sigma) {
+    if (!(sigma > 0.0)) return {1.0f};
+    const int radius = static_cast<int>(std::ceil(3.0 * sigma));
+    std::vector<double> raw(static_cast<std::size_t>(2 * radius + 1));
+    double sum = 0.0;
+    for (int k = -radius; k <= radius; ++k) {
+        raw[static_cast<std::size_t>(k + radius)] = std::exp(-0.5 * k * k / (sigma * sigma));
+        sum += raw[static_cast<std::size_t>(k + radius)];
+    }
+    std::vector<float> weights(raw.size());
+    for (std::size_t i = 0; i < raw.size(); ++i) weights[i] = static_cast<float>(raw[i] / sum);
+    return weights;
+}
+
+void smoothAcrossAScans(const std::uint8_t* bscan, int numAScans, int depth, const std::vector<float>& weights,
+                        BandImage& out) {
+    const int radius = static_cast<int>(weights.size() / 2);
+    for (int a = 0; a < out.columns(); ++a) {
+        const int first = out.first(a), count = out.count(a);
+        if (count == 0) continue;
+        float* values = out.column(a);
+        std::fill(values, values + count, 0.0f);
+        for (int k = -radius; k <= radius; ++k) {
+            const int source = std::clamp(a + k, 0, numAScans - 1);
+            const std::uint8_t* samples = bscan + static_cast<std::size_t>(source) * depth + first;
+            const float w = weights[static_cast<std::size_t>(k + radius)];
+            for (int i = 0; i < count; ++i) values[i] += w * static_cast<float>(samples[i]);
+        }
+    }
+}
+
+}  // namespace Refine
+}  // namespace Velin
+}  // namespace Orvan
