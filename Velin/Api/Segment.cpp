@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace velin {
 namespace {
@@ -31,6 +32,13 @@ std::int64_t roundUpToAlignment(std::int64_t depth) {
 std::string floatText(float value) {
     std::ostringstream text;
     text.precision(9);
+    text << value;
+    return text.str();
+}
+
+std::string doubleText(double value) {
+    std::ostringstream text;
+    text.precision(17);
     text << value;
     return text.str();
 }
@@ -71,6 +79,12 @@ void checkArguments(const VolumeView& volume, const Options& options) {
 
     if (options.threads < 0)
         rejectArgument("threads = " + std::to_string(options.threads) + " is negative (0 = one per processor core)");
+    const std::pair<const char*, double> spacings[] = {{"depthSpacingUm", options.depthSpacingUm},
+                                                       {"aScanSpacingUm", options.aScanSpacingUm},
+                                                       {"bScanSpacingUm", options.bScanSpacingUm}};
+    for (const auto& [name, um] : spacings)
+        if (!std::isfinite(um) || um < 0.0)
+            rejectArgument(std::string(name) + " = " + doubleText(um) + " must be finite and not negative");
 
     const float gapScale = options.gapScale;
     if (gapScale == 0.0f || std::isnan(gapScale) || std::isinf(gapScale))
@@ -96,6 +110,33 @@ extern "C" void relayProgress(int done, int total, void* user) {
     } catch (...) {
         relay->error = std::current_exception();
     }
+}
+
+// The result's depths as floats: the engine's whole samples, or the refinement's on the input's samples.
+void fillBoundaries(const VolumeView& volume, const Options& options, Result& result) {
+    const std::size_t size = result.upperDepth.size();
+    result.boundaries = options.boundaries;
+    result.upperBoundary.assign(size, std::numeric_limits<float>::quiet_NaN());
+    result.lowerBoundary.assign(size, std::numeric_limits<float>::quiet_NaN());
+    if (options.boundaries == Boundaries::Legacy) {
+        for (std::size_t i = 0; i < size; ++i) {
+            if (result.upperDepth[i] >= 0) result.upperBoundary[i] = result.upperDepth[i];
+            if (result.lowerDepth[i] >= 0) result.lowerBoundary[i] = result.lowerDepth[i];
+        }
+        return;
+    }
+    result.upperConfidence.assign(size, 0.0f);
+    result.lowerConfidence.assign(size, 0.0f);
+    if (!result.segmented()) return;
+    const int status = velin_refine_boundaries(
+        volume.data, volume.numBScans, volume.numAScans, volume.depth, result.upperDepth.data(),
+        result.lowerDepth.data(), options.depthSpacingUm, options.aScanSpacingUm, options.bScanSpacingUm,
+        result.upperBoundary.data(), result.lowerBoundary.data(), result.upperConfidence.data(),
+        result.lowerConfidence.data(), 1);
+    if (status == VELIN_ERR_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (status != VELIN_OK)
+        throw std::runtime_error(std::string("velin::segment: refining the boundaries: ") +
+                                 velin_status_message(status));
 }
 
 }  // namespace
@@ -148,10 +189,12 @@ Result segment(const VolumeView& volume, const Options& options) {
     case VELIN_ERR_TOO_FEW_BSCANS:
         result.outcome = Outcome::TooFewBScans;
         result.bscansSegmented = 0;
+        fillBoundaries(volume, options, result);
         return result;
     case VELIN_ERR_NO_BSCAN_FOUND:
         result.outcome = Outcome::NoBScanSegmented;
         result.bscansSegmented = 0;
+        fillBoundaries(volume, options, result);
         return result;
     case VELIN_ERR_OUT_OF_MEMORY:
         throw std::bad_alloc();
@@ -170,6 +213,7 @@ Result segment(const VolumeView& volume, const Options& options) {
         for (auto* plane : {&result.upperDepth, &result.lowerDepth})
             for (auto& value : *plane) value = inputDepth(value, result.axialFactor, volume.depth);
     }
+    fillBoundaries(volume, options, result);
     return result;
 }
 
