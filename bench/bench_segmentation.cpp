@@ -1,5 +1,6 @@
 // Whole-volume timing of the segmentation: the exported call on a macular and an optic-disc phantom, the
-// share of each pipeline step in one run over the macular phantom, and the peak memory of one call.
+// share of each pipeline step in one run over the macular phantom, the cost of the refined boundaries next to
+// the call they start from, and the peak memory of one call.
 //
 // Figures worth comparing between machines are the ratios: time per B-scan, the step shares, peak memory over
 // the volume's size. docs/benchmarks.md records a run.
@@ -11,6 +12,7 @@
 #include <Velin/Entry/SegmentationRun.h>
 #include <Velin/Entry/ShortPlane.h>
 #include <Velin/Image/IppPrimitives.h>
+#include <Velin/Refine/RefineVolume.h>
 #include <Velin/VelinDetectorIpp.h>
 
 #include <benchmark/benchmark.h>
@@ -107,6 +109,43 @@ void BM_WholeCall(benchmark::State& state, PhantomKind kind) {
 }
 BENCHMARK_CAPTURE(BM_WholeCall, macula_128x512x1024, kMacula)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WholeCall, disc_64x512x1024, kDisc)->Unit(benchmark::kMillisecond);
+
+// The refinement against the call whose planes it starts from, both timed in each iteration on the same
+// volume: `engine_ms` and `refine_ms` per volume, and `refine_share` = refine / engine, the time the refined
+// boundaries add. The refinement runs on one thread, as the call does.
+void BM_RefinementCost(benchmark::State& state) {
+    const velin::io::Volume& v = phantomVolume(kMacula);
+    Planes planes(v);
+    std::vector<float> refined(4 * planes.size);
+    double engine = 0.0, refine = 0.0;
+    for (auto _ : state) {
+        double start = cpuSeconds();
+        segment(v, planes);
+        engine += cpuSeconds() - start;
+
+        namespace R = Orvan::Velin::Refine;
+        R::VolumeInput in;
+        in.samples = v.samples.data();
+        in.numBScans = v.numBScans;
+        in.numAScans = v.numAScans;
+        in.depth = v.depth;
+        in.upperStart = planes.p1.data();
+        in.lowerStart = planes.p2.data();
+        in.spacing = {v.spacingDepthUm, v.spacingAScanUm, v.spacingBScanUm};
+        start = cpuSeconds();
+        R::refineVolume(in,
+                        {refined.data(), refined.data() + planes.size, refined.data() + 2 * planes.size,
+                         refined.data() + 3 * planes.size},
+                        1);
+        refine += cpuSeconds() - start;
+        benchmark::DoNotOptimize(refined.data());
+    }
+    const double runs = static_cast<double>(state.iterations());
+    state.counters["engine_ms"] = 1e3 * engine / runs;
+    state.counters["refine_ms"] = 1e3 * refine / runs;
+    state.counters["refine_share"] = refine / engine;
+}
+BENCHMARK(BM_RefinementCost)->Unit(benchmark::kMillisecond);
 
 // The steps of one run, in pipeline order, as they are reported.
 enum Step {

@@ -110,12 +110,9 @@ void BScanRefiner::smoothWindows(const BScanInput& in) {
 
 void BScanRefiner::computeResponses(const std::vector<int>& first, const std::vector<int>& count, float sign) {
     response_.layout(first, count);
-    for (int a = 0; a < response_.columns(); ++a) {
-        float* values = response_.column(a);
-        const float* samples = smoothed_.column(a);
-        for (int i = 0; i < response_.count(a); ++i)
-            values[i] = sign * detector_.response(samples, smoothed_.first(a), response_.first(a) + i);
-    }
+    for (int a = 0; a < response_.columns(); ++a)
+        detector_.responses(smoothed_.column(a), smoothed_.first(a), response_.first(a), response_.count(a), sign,
+                            response_.column(a));
 }
 
 bool BScanRefiner::refineUpper(const BScanOutput& out) {

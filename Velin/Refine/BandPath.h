@@ -12,7 +12,7 @@ namespace Refine {
 
 /// Scratch space of cheapestPath, kept by a caller that runs it many times.
 struct PathWorkspace {
-    std::vector<double> total;
+    std::vector<float> total;
     std::vector<int> from;
 };
 

@@ -32,11 +32,15 @@ EdgeDetector::EdgeDetector(double sigma) {
     for (float& w : weights_) w = static_cast<float>(w / positive);
 }
 
-float EdgeDetector::response(const float* samples, int firstSample, int z) const {
-    const float* at = samples + (z - reach() - firstSample);
-    float sum = 0.0f;
-    for (std::size_t i = 0; i < weights_.size(); ++i) sum += weights_[i] * at[i];
-    return sum;
+void EdgeDetector::responses(const float* samples, int firstSample, int firstBoundary, int count, float sign,
+                             float* out) const {
+    std::fill(out, out + count, 0.0f);
+    // Tap by tap over all boundaries, so that neighbouring boundaries are computed together.
+    const float* at = samples + (firstBoundary - reach() - firstSample);
+    for (std::size_t k = 0; k < weights_.size(); ++k) {
+        const float w = sign * weights_[k];
+        for (int i = 0; i < count; ++i) out[i] += w * at[static_cast<std::size_t>(i) + k];
+    }
 }
 
 PlacedEdge placeEdge(const float* responses, int first, int last, int start) {

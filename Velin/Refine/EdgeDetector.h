@@ -22,10 +22,11 @@ public:
     /// Samples the detector reads on either side of a boundary: z - reach() .. z + reach() - 1.
     int reach() const { return static_cast<int>(weights_.size() / 2); }
 
-    /// Response at boundary z of samples[] (an array whose element 0 is sample `firstSample`): positive
-    /// where the samples brighten going down, negative where they darken. The caller keeps z - reach() and
-    /// z + reach() - 1 inside the array.
-    float response(const float* samples, int firstSample, int z) const;
+    /// Responses at boundaries firstBoundary .. firstBoundary + count - 1 of samples[] (an array whose element
+    /// 0 is sample `firstSample`), times `sign`, into out[0 .. count - 1]: positive (for sign 1) where the
+    /// samples brighten going down, negative where they darken. The caller keeps the samples the detector
+    /// reads inside the array.
+    void responses(const float* samples, int firstSample, int firstBoundary, int count, float sign, float* out) const;
 
 private:
     std::vector<float> weights_;

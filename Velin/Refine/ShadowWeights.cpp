@@ -22,18 +22,23 @@ std::vector<float> shadowWeights(const std::uint8_t* bscan, int numAScans, int d
         measured[a] = 1;
     }
 
+    // The window's means are kept sorted while it slides along the B-scan: one value leaves and one enters
+    // per A-scan.
     std::vector<float> weights(n, 0.0f);
-    std::vector<float> around;
+    std::vector<float> sorted;
+    const std::size_t reach = static_cast<std::size_t>(std::max(0, window));
+    auto enter = [&](std::size_t k) {
+        if (measured[k]) sorted.insert(std::upper_bound(sorted.begin(), sorted.end(), mean[k]), mean[k]);
+    };
+    auto leave = [&](std::size_t k) {
+        if (measured[k]) sorted.erase(std::lower_bound(sorted.begin(), sorted.end(), mean[k]));
+    };
+    for (std::size_t k = 0; k <= std::min(n - 1, reach); ++k) enter(k);
     for (std::size_t a = 0; a < n; ++a) {
+        if (a > 0 && a + reach < n) enter(a + reach);
+        if (a > reach) leave(a - reach - 1);
         if (!measured[a]) continue;
-        const std::size_t lo = a > static_cast<std::size_t>(window) ? a - window : 0;
-        const std::size_t hi = std::min(n - 1, a + static_cast<std::size_t>(window));
-        around.clear();
-        for (std::size_t k = lo; k <= hi; ++k)
-            if (measured[k]) around.push_back(mean[k]);
-        auto middle = around.begin() + static_cast<std::ptrdiff_t>(around.size() / 2);
-        std::nth_element(around.begin(), middle, around.end());
-        const float median = *middle;
+        const float median = sorted[sorted.size() / 2];
         if (!(median > 0.0f)) continue;
         const float ratio = mean[a] / median;
         weights[a] = std::clamp((ratio - kShadowedRatio) / (kLitRatio - kShadowedRatio), 0.0f, 1.0f);
