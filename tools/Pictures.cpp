@@ -141,6 +141,30 @@ void drawGrid(RgbImage& image, const GridResult& grid, const Spacing& spacing, c
     drawSectorMeans(image, grid, unit, cx, cy, pxPerUmX, pxPerUmY);
 }
 
+// One boundary of a B-scan, two pixels thick, at its sub-sample depth: in column a the line covers depths
+// z + offset to z + offset + 2 (offset -1 for the top, whose line straddles it; 0 for the lower boundary,
+// whose line lies below it, so that the nerve-fibre layer between them stays visible), and pixels it covers
+// in part are mixed in part. A column also covers the way to half-way to each neighbour, so that steep
+// stretches read as lines; a gap (NaN) stays a gap.
+void drawBoundary(RgbImage& image, const float* depths, Rgb colour, double offset) {
+    const int cols = image.width();
+    for (int a = 0; a < cols; ++a) {
+        const double z = depths[a];
+        if (std::isnan(z)) continue;
+        double top = z, bottom = z;
+        for (int n : {a - 1, a + 1}) {
+            if (n < 0 || n >= cols || std::isnan(depths[n])) continue;
+            const double halfWay = 0.5 * (z + depths[n]);
+            top = std::min(top, halfWay);
+            bottom = std::max(bottom, halfWay);
+        }
+        top += offset;
+        bottom += offset + 2.0;
+        for (int y = static_cast<int>(std::floor(top)); y < bottom; ++y)
+            image.blend(a, y, colour, std::min(y + 1.0, bottom) - std::max(static_cast<double>(y), top));
+    }
+}
+
 }  // namespace
 
 RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, const GridResult& grid) {
@@ -236,25 +260,9 @@ RgbImage renderOverlay(const VolumeView& volume, const Result& result, int bScan
         for (int d = 0; d < rows; ++d) image.set(a, d, Rgb{aScan[d], aScan[d], aScan[d]});
     }
 
-    // Neighbouring points are joined so that the boundaries read as lines; a gap stays a gap. Each line is two
-    // pixels thick, the second pixel outside the nerve-fibre layer (above the top, below the lower boundary),
-    // so that the layer itself stays visible and both lines show where they meet.
     const std::size_t planeStart = static_cast<std::size_t>(bScan) * cols;
-    auto drawBoundary = [&](const std::vector<std::int16_t>& plane, Rgb colour, int outward) {
-        for (int a = 0; a < cols; ++a) {
-            const int depth = plane[planeStart + a];
-            if (depth < 0) continue;
-            const int next = a + 1 < cols ? plane[planeStart + a + 1] : -1;
-            for (int shift : {outward, 0}) {
-                if (next >= 0)
-                    image.line(a, depth + shift, a + 1, next + shift, colour);
-                else
-                    image.set(a, depth + shift, colour);
-            }
-        }
-    };
-    drawBoundary(result.upperDepth, kUpperColour, -1);
-    drawBoundary(result.lowerDepth, kLowerColour, 1);
+    drawBoundary(image, result.upperBoundary.data() + planeStart, kUpperColour, -1.0);
+    drawBoundary(image, result.lowerBoundary.data() + planeStart, kLowerColour, 0.0);
 
     const int scale = cols >= 256 ? 2 : 1;
     const int line = RgbImage::textHeight(scale) + 4;

@@ -20,7 +20,8 @@ namespace cli {
 RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, const GridResult& grid);
 
 /// B-scan `bScan` as the device shows it (depth downwards, A-scans left to right) in grey, with the upper
-/// boundary in red and the lower nerve-fibre-layer boundary in green.
+/// boundary in red and the lower nerve-fibre-layer boundary in green, drawn from Result::upperBoundary and
+/// lowerBoundary at their sub-sample depths (pixels a line covers in part are mixed in part).
 RgbImage renderOverlay(const VolumeView& volume, const Result& result, int bScan);
 
 /// The B-scans worth an overlay: the first and third quartile and the centre, without repeats.

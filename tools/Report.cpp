@@ -46,6 +46,10 @@ nlohmann::ordered_json gridReport(const GridResult& grid, const std::string& not
     return json;
 }
 
+const char* boundariesName(Boundaries boundaries) {
+    return boundaries == Boundaries::Refined ? "refined" : "legacy";
+}
+
 const char* outcomeText(Outcome outcome) {
     switch (outcome) {
     case Outcome::Segmented:
@@ -77,7 +81,8 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
                             {"aux", options.auxParameter},
                             {"smoothing", options.smoothing},
                             {"axial_factor", options.axialFactor},
-                            {"axial_factor_source", input.axialFactorSource}};
+                            {"axial_factor_source", input.axialFactorSource},
+                            {"boundaries", boundariesName(options.boundaries)}};
     report["outcome"] = outcomeText(result.outcome);
     report["b_scans_segmented"] = result.bscansSegmented;
     report["positions"] = {{"total", summary.positions},

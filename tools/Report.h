@@ -36,5 +36,8 @@ nlohmann::ordered_json gridReport(const GridResult& grid, const std::string& not
 
 const char* outcomeText(Outcome outcome);
 
+/// "refined" or "legacy", as on the command line and in the report.
+const char* boundariesName(Boundaries boundaries);
+
 }  // namespace cli
 }  // namespace velin

@@ -51,6 +51,13 @@ GridChoice parseGrid(const std::string& text) {
     return found->second;
 }
 
+Boundaries parseBoundaries(const std::string& text) {
+    const std::string mode = lowerCase(text);
+    if (mode != "refined" && mode != "legacy")
+        throw CLI::ValidationError("--boundaries", "expected refined or legacy, got '" + text + "'");
+    return mode == "refined" ? Boundaries::Refined : Boundaries::Legacy;
+}
+
 std::string parseEye(const std::string& text) {
     std::string eye = text;
     std::transform(eye.begin(), eye.end(), eye.begin(),
@@ -95,6 +102,7 @@ SegmentSettings makeSettings(const SegmentArguments& arguments) {
     }
     settings.grid = parseGrid(arguments.grid);
     settings.axialFactor = parseAxialFactor(arguments.axialFactor);
+    settings.engine.boundaries = parseBoundaries(arguments.boundaries);
     settings.eye = parseEye(arguments.eye);
     settings.engine.gapScale = arguments.gapScale;
     settings.engine.widthSelector = arguments.widthSelector;

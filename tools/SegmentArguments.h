@@ -20,7 +20,8 @@ struct SegmentArguments {
     std::string spacing;  ///< "DZ,DX,DY" in micrometres
     std::string grid = "auto";
     std::string axialFactor = "auto";
-    std::string eye;  ///< "OD" or "OS", any case
+    std::string boundaries = "refined";  ///< "refined" or "legacy", any case
+    std::string eye;                     ///< "OD" or "OS", any case
     float gapScale = 100.0f;
     float widthSelector = 20.0f;
     float auxParameter = 0.0f;

@@ -171,6 +171,12 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
                     "round(depth spacing / 1.95 um) within 1..4, or without a spacing 2 up to depth 640, else 1")
         ->type_name("N|auto")
         ->default_str("auto");
+    cmd->add_option("--boundaries", request->arguments.boundaries,
+                    "refined: sub-sample boundaries found from the engine's on the input's samples; legacy: the "
+                    "engine's own whole-sample depths")
+        ->transform(CLI::IsMember({"refined", "legacy"}, CLI::ignore_case))
+        ->type_name("MODE")
+        ->default_str("refined");
     cmd->add_option("--eye", request->arguments.eye, "OD or OS, for nasal and temporal (overrides the file's)")
         ->type_name("EYE")
         ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));

@@ -118,7 +118,8 @@ void removeStaleOutputs(const std::string& dir, const std::vector<std::string>& 
 
 bool isOutputName(const std::string& name) {
     static const std::set<std::string> fixedNames = {
-        "ilm.npy", "rnfl.npy", "ilm_value.npy", "rnfl_weight.npy", "thickness.npy", "thickness.png", "report.json"};
+        "ilm.npy",       "rnfl.npy",      "ilm_value.npy", "rnfl_weight.npy", "ilm_confidence.npy", "rnfl_confidence.npy",
+        "thickness.npy", "thickness.png", "report.json"};
     const bool overlay = name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
                          std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
     return overlay || fixedNames.count(name) > 0;
@@ -181,6 +182,9 @@ MeasuredVolume measureVolume(const VolumeInput& volume, const SegmentSettings& s
     input.axialFactorSource = axial.source;
     measured.options = settings.engine;
     measured.options.axialFactor = axial.factor;
+    measured.options.depthSpacingUm = input.spacing.depthUm;
+    measured.options.aScanSpacingUm = input.spacing.aScanUm;
+    measured.options.bScanSpacingUm = input.spacing.bScanUm;
     measured.options.progress = progress;
     measured.result = segment(view, measured.options);
     // The callback may refer to the caller's state, which need not outlive this call.
@@ -219,11 +223,16 @@ GridResult gridOf(GridKind kind, const VolumeView& view, const MeasuredVolume& m
 
 std::vector<PlaneFile> planeFiles(const MeasuredVolume& measured) {
     const Result& result = measured.result;
-    return {{"ilm.npy", result.upperDepth.data(), nullptr},
-            {"rnfl.npy", result.lowerDepth.data(), nullptr},
-            {"ilm_value.npy", result.upperValue.data(), nullptr},
-            {"rnfl_weight.npy", result.lowerWeight.data(), nullptr},
-            {"thickness.npy", nullptr, measured.map.values.data()}};
+    std::vector<PlaneFile> planes = {{"ilm.npy", nullptr, result.upperBoundary.data()},
+                                     {"rnfl.npy", nullptr, result.lowerBoundary.data()}};
+    if (result.boundaries == Boundaries::Refined) {
+        planes.push_back({"ilm_confidence.npy", nullptr, result.upperConfidence.data()});
+        planes.push_back({"rnfl_confidence.npy", nullptr, result.lowerConfidence.data()});
+    }
+    planes.push_back({"ilm_value.npy", result.upperValue.data(), nullptr});
+    planes.push_back({"rnfl_weight.npy", result.lowerWeight.data(), nullptr});
+    planes.push_back({"thickness.npy", nullptr, measured.map.values.data()});
+    return planes;
 }
 
 std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolume& measured,

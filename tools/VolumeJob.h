@@ -22,7 +22,7 @@ enum class GridChoice { Auto, None, Etdrs, Circle };
 
 struct SegmentSettings {
     io::ReadOptions read;
-    Options engine;                      ///< its progress callback and axialFactor are not used; see below. Its
+    Options engine;                      ///< its progress callback, axialFactor and spacings are not used; see below. Its
                                          ///< thread count also bounds the threads that write the volume's outputs.
     int axialFactor = kAxialFactorAuto;  ///< resampling of the depth axis; auto: chooseAxialFactor's rule
     Spacing spacing;              ///< used instead of the file's spacing when spacingGiven

@@ -144,19 +144,23 @@ TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     EXPECT_EQ(lineCount(r.out), 1u) << r.out;
 
     const fs::path dir = fs::path(out) / "phantom";
-    const std::set<std::string> expected = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",   "rnfl_weight.npy",
-                                            "thickness.npy",   "thickness.png", "overlay_003.png", "overlay_006.png",
-                                            "overlay_009.png", "report.json"};
+    const std::set<std::string> expected = {"ilm.npy",         "rnfl.npy",           "ilm_value.npy",
+                                            "rnfl_weight.npy", "ilm_confidence.npy", "rnfl_confidence.npy",
+                                            "thickness.npy",   "thickness.png",      "overlay_003.png",
+                                            "overlay_006.png", "overlay_009.png",    "report.json"};
     std::set<std::string> present = namesIn(dir);
     EXPECT_EQ(present.erase("notes.txt"), 1u);
     EXPECT_EQ(present, expected);
-    for (const std::string name : {"ilm", "rnfl", "ilm_value", "rnfl_weight", "thickness"}) {
+    // Depths and what derives from them are float32 (NaN = not found), the engine's values int16.
+    for (const std::string name :
+         {"ilm", "rnfl", "ilm_confidence", "rnfl_confidence", "thickness", "ilm_value", "rnfl_weight"}) {
         const velin::io::NpyArray array = velin::io::readNpy((dir / (name + ".npy")).string());
         EXPECT_EQ(array.shape, (std::vector<std::size_t>{12, 128})) << name;
-        EXPECT_EQ(array.type, name == "thickness" ? velin::io::NpyType::Float32 : velin::io::NpyType::Int16) << name;
+        const bool engineValue = name == "ilm_value" || name == "rnfl_weight";
+        EXPECT_EQ(array.type, engineValue ? velin::io::NpyType::Int16 : velin::io::NpyType::Float32) << name;
     }
     // The boundaries are where the phantom's truth has them, give or take what 12 B-scans allow.
-    const auto ilm = velin::io::readNpy((dir / "ilm.npy").string()).toInt16();
+    const auto ilm = velin::io::readNpy((dir / "ilm.npy").string()).toFloat32();
     const auto truth = velin::io::readNpy(file("phantom_truth_ilm.npy")).toInt16();
     EXPECT_EQ(velin::io::readNpy(file("phantom_truth_rnfl.npy")).shape, (std::vector<std::size_t>{12, 128}));
     const auto [error, found] = io_test::errorAndFound(ilm, truth);
@@ -170,7 +174,7 @@ TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     const nlohmann::json report = nlohmann::json::parse(readText(dir / "report.json"));
     const nlohmann::json fields = nlohmann::json::parse(R"({"/shape/b_scans": 12, "/shape/depth": 1024,
         "/outcome": "segmented", "/spacing_um/source": "command line", "/thickness/unit": "um",
-        "/grid/type": "etdrs", "/grid/eye": "OS"})");
+        "/grid/type": "etdrs", "/grid/eye": "OS", "/parameters/boundaries": "refined"})");
     for (const auto& field : fields.items())
         EXPECT_EQ(report.value(nlohmann::json::json_pointer(field.key()), nlohmann::json()), field.value())
             << field.key();

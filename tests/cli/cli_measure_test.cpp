@@ -16,9 +16,16 @@ namespace {
 
 using namespace velin::cli;
 
+// A legacy result: the whole-sample planes, and the same depths as floats (NaN where -1).
 velin::Result resultOf(int numBScans, int numAScans, std::vector<std::int16_t> upper, std::vector<std::int16_t> lower) {
     velin::Result r;
     r.numBScans = numBScans, r.numAScans = numAScans, r.outcome = velin::Outcome::Segmented;
+    auto floats = [](const std::vector<std::int16_t>& plane) {
+        std::vector<float> depths;
+        for (std::int16_t d : plane) depths.push_back(d < 0 ? NAN : d);
+        return depths;
+    };
+    r.upperBoundary = floats(upper), r.lowerBoundary = floats(lower);
     r.upperDepth = std::move(upper), r.lowerDepth = std::move(lower);
     return r;
 }
