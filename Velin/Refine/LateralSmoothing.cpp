@@ -28,12 +28,16 @@ void smoothAcrossAScans(const std::uint8_t* bscan, int numAScans, int depth, con
     for (int a = 0; a < out.columns(); ++a) {
         const int first = out.first(a), count = out.count(a);
         if (count == 0) continue;
+        // Near the ends of the B-scan the kernel shrinks on both sides alike: a one-sided kernel would move a
+        // sloping edge.
+        const int reach = std::min({radius, a, numAScans - 1 - a});
+        float sum = 0.0f;
+        for (int k = -reach; k <= reach; ++k) sum += weights[static_cast<std::size_t>(k + radius)];
         float* values = out.column(a);
         std::fill(values, values + count, 0.0f);
-        for (int k = -radius; k <= radius; ++k) {
-            const int source = std::clamp(a + k, 0, numAScans - 1);
-            const std::uint8_t* samples = bscan + static_cast<std::size_t>(source) * depth + first;
-            const float w = weights[static_cast<std::size_t>(k + radius)];
+        for (int k = -reach; k <= reach; ++k) {
+            const std::uint8_t* samples = bscan + static_cast<std::size_t>(a + k) * depth + first;
+            const float w = weights[static_cast<std::size_t>(k + radius)] / sum;
             for (int i = 0; i < count; ++i) values[i] += w * static_cast<float>(samples[i]);
         }
     }

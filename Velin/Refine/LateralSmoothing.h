@@ -17,8 +17,9 @@ namespace Refine {
 std::vector<float> gaussianWeights(double sigma);
 
 /// For every column a of `out` (its layout fixed by the caller, rows within 0..depth-1) the weighted mean of
-/// the B-scan's samples at the same depth in A-scans a - r .. a + r, with `weights` centred on a; beyond the
-/// first and last A-scan the end A-scan is repeated. The B-scan holds numAScans A-scans of `depth` samples.
+/// the B-scan's samples at the same depth in A-scans a - r .. a + r, with `weights` centred on a. Within r of
+/// either end of the B-scan the kernel is cut to the A-scans that exist on both sides, so that it stays
+/// symmetric. The B-scan holds numAScans A-scans of `depth` samples; `out` has numAScans columns.
 void smoothAcrossAScans(const std::uint8_t* bscan, int numAScans, int depth, const std::vector<float>& weights,
                         BandImage& out);
 

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
 #include <limits>
 #include <set>
 #include <string>
@@ -70,7 +72,7 @@ TEST(CEntry, VersionAndADistinctMessageForEveryStatus) {
     const std::string unknown = entry().statusMessage(-1000);
     EXPECT_EQ(unknown, entry().statusMessage(1));
     std::set<std::string> seen = {unknown};
-    for (int status = VELIN_OK; status >= VELIN_ERR_BAD_OPTIONS; --status)
+    for (int status = VELIN_OK; status >= VELIN_ERR_BAD_SPACING; --status)
         EXPECT_TRUE(seen.insert(entry().statusMessage(status)).second) << "status " << status << " repeats a message";
 }
 
@@ -217,6 +219,80 @@ TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
         EXPECT_EQ(out.count, reference.count);
         EXPECT_EQ(out.done, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
     }
+}
+
+// The refinement's own checks: each rejected argument has its code and leaves every output as it was.
+TEST(CEntry, RefineArgumentChecksWriteNothing) {
+    ASSERT_TRUE(entry().complete());
+    struct RefineCall {
+        std::vector<unsigned char> volume = std::vector<unsigned char>(2 * 3 * 8, 50);
+        std::vector<short> start = std::vector<short>(6, 2);
+        int numBScans = 2, numAScans = 3, depth = 8;
+        double spacing[3] = {0.0, 0.0, 0.0};
+        bool nullVolume = false, nullStart = false, nullOutput = false;
+    };
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    struct Case {
+        const char* what;
+        int expected;
+        void (*change)(RefineCall&);
+    } const cases[] = {
+        {"null volume", VELIN_ERR_NULL_VOLUME, [](RefineCall& c) { c.nullVolume = true; }},
+        {"null start", VELIN_ERR_NULL_PLANE, [](RefineCall& c) { c.nullStart = true; }},
+        {"null output", VELIN_ERR_NULL_PLANE, [](RefineCall& c) { c.nullOutput = true; }},
+        {"zero depth", VELIN_ERR_BAD_SIZE, [](RefineCall& c) { c.depth = 0; }},
+        {"samples past 32 bits", VELIN_ERR_SIZE_OVERFLOW, [](RefineCall& c) { c.depth = 1 << 30; }},
+        {"negative depth spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[0] = -1.0; }},
+        {"NaN A-scan spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[1] = nan; }},
+        {"infinite B-scan spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[2] = inf; }},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.what);
+        RefineCall call;
+        test.change(call);
+        std::vector<float> planes[4];
+        for (auto& plane : planes) plane.assign(6, 7.0f);
+        const int status = entry().refineBoundaries(
+            call.nullVolume ? nullptr : call.volume.data(), call.numBScans, call.numAScans, call.depth,
+            call.start.data(), call.nullStart ? nullptr : call.start.data(), call.spacing[0], call.spacing[1],
+            call.spacing[2], planes[0].data(), call.nullOutput ? nullptr : planes[1].data(), planes[2].data(),
+            planes[3].data(), 1);
+        EXPECT_EQ(status, test.expected) << entry().statusMessage(status);
+        for (const auto& plane : planes) EXPECT_EQ(plane, std::vector<float>(6, 7.0f));
+    }
+}
+
+// The refined boundaries do not depend on the thread count, and confidences are optional.
+TEST(CEntry, RefinedBoundariesAreTheSameOnAnyThreadCount) {
+    ASSERT_TRUE(entry().complete());
+    const velin_test::SyntheticVolume volume = velin_test::makeLayeredVolume({16, 256, 512, 7});
+    const std::size_t size = static_cast<std::size_t>(volume.numBScans) * volume.numAScans;
+    std::vector<short> planes[4];
+    for (auto& plane : planes) plane.assign(size, 0);
+    ASSERT_EQ(entry().segment(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(), planes[2].data(),
+                              planes[3].data(), 40.0f, 12.0f, 0.5f, 1),
+              VELIN_OK);
+    std::vector<float> serial[4], parallel[4];
+    for (int i = 0; i < 4; ++i) serial[i].assign(size, 0.0f), parallel[i].assign(size, 0.0f);
+    ASSERT_EQ(
+        entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(), 1.95, 11.7,
+                                 47.0, serial[0].data(), serial[1].data(), serial[2].data(), serial[3].data(), 1),
+        VELIN_OK);
+    ASSERT_EQ(entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(), 1.95,
+                                       11.7, 47.0, parallel[0].data(), parallel[1].data(), nullptr, nullptr, 3),
+              VELIN_OK);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(std::memcmp(serial[i].data(), parallel[i].data(), size * sizeof(float)), 0) << i;
+    // The synthetic layers' true boundaries are whole samples; the refined ones land on them.
+    double error = 0.0;
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        if (std::isnan(serial[0][i])) continue;
+        error += std::fabs(serial[0][i] - volume.top[i]);
+        ++found;
+    }
+    EXPECT_GT(found, size * 95 / 100);
+    EXPECT_LT(error / found, 0.25);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ set(expected_exports
   _ZN18CVelinLayerSegmentaSERKS_
   velin_options_init
   velin_segment
+  velin_refine_boundaries
   velin_segment_ex
   velin_segment_with_options
   velin_status_message

@@ -18,10 +18,12 @@ struct CEntry {
     decltype(&velin_segment_ex) segmentEx = nullptr;
     decltype(&velin_options_init) optionsInit = nullptr;
     decltype(&velin_segment_with_options) segmentWithOptions = nullptr;
+    decltype(&velin_refine_boundaries) refineBoundaries = nullptr;
     decltype(&velin_status_message) statusMessage = nullptr;
 
     bool complete() const {
-        return version && segment && segmentEx && optionsInit && segmentWithOptions && statusMessage;
+        return version && segment && segmentEx && optionsInit && segmentWithOptions && refineBoundaries &&
+               statusMessage;
     }
 };
 
