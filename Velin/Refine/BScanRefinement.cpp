@@ -137,9 +137,7 @@ bool BScanRefiner::refineUpper(const BScanOutput& out) {
         for (int i = 0; i < cost_.count(a); ++i) cost_.column(a)[i] = -weight * response_.column(a)[i];
     const std::vector<int> path = cheapestPath(cost_, settings_.upperMaxStep, settings_.stepPenalty, workspace_);
 
-    values_.assign(index(n), kMissing);
-    confidence_.assign(index(n), 0.0f);
-    reliable_.assign(index(n), 0);
+    clearPoints(n);
     for (int a = 0; a < n; ++a) {
         if (path[index(a)] < 0) continue;
         const PlacedEdge edge =
@@ -152,6 +150,12 @@ bool BScanRefiner::refineUpper(const BScanOutput& out) {
     std::copy(values_.begin(), values_.end(), out.upper);
     std::copy(confidence_.begin(), confidence_.end(), out.upperConfidence);
     return std::any_of(values_.begin(), values_.end(), [](float v) { return !std::isnan(v); });
+}
+
+void BScanRefiner::clearPoints(int n) {
+    values_.assign(index(n), kMissing);
+    confidence_.assign(index(n), 0.0f);
+    reliable_.assign(index(n), 0);
 }
 
 float BScanRefiner::nerveFibreBrightness(const BScanOutput& out) const {
@@ -221,9 +225,7 @@ void BScanRefiner::refineLower(const BScanInput& in, const BScanOutput& out) {
     }
     const std::vector<int> path = cheapestPath(cost_, settings_.lowerMaxStep, settings_.stepPenalty, workspace_);
 
-    values_.assign(index(n), kMissing);
-    confidence_.assign(index(n), 0.0f);
-    reliable_.assign(index(n), 0);
+    clearPoints(n);
     for (int a = 0; a < n; ++a) {
         if (path[index(a)] < 0) continue;
         const int row = rowFirst_[index(a)] + path[index(a)];

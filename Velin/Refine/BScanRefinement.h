@@ -48,6 +48,8 @@ private:
     void refineLower(const BScanInput& in, const BScanOutput& out);
     float nerveFibreBrightness(const BScanOutput& out) const;
     void computeResponses(const std::vector<int>& first, const std::vector<int>& count, float sign);
+    /// Starts the per-point lists of a boundary: no depth, no confidence, nothing trusted.
+    void clearPoints(int n);
 
     RefineSettings settings_;
     EdgeDetector detector_;
@@ -62,6 +64,7 @@ private:
     BandImage cost_;
     PathWorkspace workspace_;
     std::vector<int> first_, count_, rowFirst_;
+    // Per point of the boundary being refined: its depth (or thickness), confidence, and whether it is trusted.
     std::vector<float> values_, confidence_;
     std::vector<std::uint8_t> reliable_;
 };
