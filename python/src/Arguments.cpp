@@ -56,6 +56,7 @@ const std::map<std::string, Setter>& setters() {
         {"spacing_um", [](auto& a, auto v, auto k) { a.spacing = text(v, k); }},
         {"grid", [](auto& a, auto v, auto k) { a.grid = text(v, k); }},
         {"axial_factor", [](auto& a, auto v, auto k) { a.axialFactor = text(v, k); }},
+        {"boundaries", [](auto& a, auto v, auto k) { a.boundaries = text(v, k); }},
         {"eye", [](auto& a, auto v, auto k) { a.eye = text(v, k); }},
         {"gap_scale", [](auto& a, auto v, auto k) { a.gapScale = number<float>(v, k); }},
         {"width_selector", [](auto& a, auto v, auto k) { a.widthSelector = number<float>(v, k); }},

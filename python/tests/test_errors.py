@@ -100,7 +100,7 @@ def test_bad_samples_and_grids() -> None:
     # Too few B-scans or nothing found is an outcome, not an error.
     few = velin.segment(np.zeros((5, 16, 64), np.uint8))
     assert not few.segmented and few.outcome == "too few B-scans (at least 10 are needed)"
-    assert (few.ilm == -1).all() and np.isnan(few.thickness).all() and few.coverage == 0.0
+    assert np.isnan(few.ilm).all() and np.isnan(few.thickness).all() and few.coverage == 0.0
     empty = velin.segment(np.zeros((12, 16, 64), np.uint8), spacing_um=(2, 40, 40))
     assert empty.outcome == "no B-scan could be segmented" and empty.thickness_stats["mean"] is None
     with pytest.raises(ValueError, match="grid: nothing segmented"):

@@ -71,7 +71,8 @@ def test_results_are_read_only_and_outlive_their_result() -> None:
     ilm = velin.segment(velin.phantom((12, 128, 512))).ilm
     with pytest.raises(ValueError):
         ilm[0, 0] = 5
-    assert ilm.base is not None and (ilm >= -1).all()  # the planes keep their owner alive
+    # The planes keep their owner alive: still depths within the scan, or NaN.
+    assert ilm.base is not None and (np.isnan(ilm) | ((ilm >= 0) & (ilm < 512))).all()
 
 
 def test_progress_is_reported_per_b_scan_and_its_exception_ends_the_call() -> None:
@@ -146,3 +147,16 @@ def test_volumes_carry_their_geometry() -> None:
     assert bare.unit == "samples" and bare.grid() is None
     with pytest.raises(ValueError, match="lateral spacing unknown"):
         bare.grid("etdrs")
+
+
+def test_boundaries_are_refined_by_default_and_legacy_on_request() -> None:
+    volume = velin.phantom((12, 128, 512))
+    refined = velin.segment(volume)
+    legacy = velin.segment(volume, boundaries="LEGACY")
+    assert (refined.boundaries, legacy.boundaries) == ("refined", "legacy")
+    assert {"ilm_confidence", "rnfl_confidence"} <= set(refined.planes) and "ilm_confidence" not in legacy.planes
+    found = ~np.isnan(legacy.ilm)
+    assert found.any() and (legacy.ilm[found] == np.round(legacy.ilm[found])).all()
+    assert not (refined.ilm[~np.isnan(refined.ilm)] == np.round(refined.ilm[~np.isnan(refined.ilm)])).all()
+    with pytest.raises(ValueError, match="boundaries: expected refined or legacy, got 'best'"):
+        velin.segment(volume, boundaries="best")

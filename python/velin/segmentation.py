@@ -18,8 +18,12 @@ class Result:
 
     Every map is a read-only array of shape (B-scans, A-scans), element [b, a] for B-scan b, A-scan a:
 
-    - ``ilm``: int16 depth of the top of the retina (inner limiting membrane), -1 where not found.
-    - ``rnfl``: int16 depth of the lower boundary of the nerve-fibre layer, -1 where not found.
+    - ``ilm``: float32 depth in samples of the top of the retina (inner limiting membrane), NaN where not
+      found; a boundary at z means the tissue below it begins at sample z. Sub-sample depths with
+      ``boundaries="refined"``, the engine's whole samples with ``"legacy"``.
+    - ``rnfl``: float32 depth of the lower boundary of the nerve-fibre layer, NaN where not found.
+    - ``ilm_confidence``, ``rnfl_confidence`` (refined boundaries only): float32 confidence of each point,
+      0 (not found) to 1.
     - ``ilm_value``: int16, the engine's normalised response at the upper point x 100 (0 = none).
     - ``rnfl_weight``: int16, the engine's weight of the lower point x 100 (0 = none).
     - ``thickness``: float32 ``rnfl - ilm`` in micrometres when the depth spacing is known (else in
@@ -75,6 +79,11 @@ class Result:
         return int(self.report["parameters"]["axial_factor"])
 
     @property
+    def boundaries(self) -> str:
+        """The boundaries in ``ilm`` and ``rnfl``: "refined" or "legacy"."""
+        return str(self.report["parameters"]["boundaries"])
+
+    @property
     def unit(self) -> str:
         """Unit of ``thickness``: "um", or "samples" when the depth spacing is unknown."""
         return str(self.report["thickness"]["unit"])
@@ -127,6 +136,7 @@ def segment(
     *,
     spacing_um: Union[None, str, Sequence[float]] = None,
     axial_factor: Union[int, str] = "auto",
+    boundaries: str = "refined",
     gap_scale: float = 100.0,
     width_selector: float = 20.0,
     smoothing: int = 0,
@@ -148,6 +158,8 @@ def segment(
         axial_factor: 1 to 8, or "auto": the engine sees each A-scan resampled to this many times its
             samples. auto takes round(depth spacing / 1.95 um) within 1..4 when the depth spacing is known,
             else 2 for depths up to 640 samples and 1 above.
+        boundaries: "refined" (both boundaries at sub-sample depth with a confidence per point, found on the
+            volume's own samples starting from the engine's) or "legacy" (the engine's whole-sample depths).
         gap_scale: gaps in a boundary shorter than trunc(100 / gap_scale + 0.5) + 5 B-scans are bridged.
         width_selector: with the A-scan count, picks the width of the engine's low-pass filter.
         smoothing: the boundary surfaces are diffused 10 * (smoothing + 1) times in the final volume pass.
@@ -180,6 +192,7 @@ def segment(
     arguments = {
         "spacing_um": _spacing_text(spacing_um),
         "axial_factor": _axial_factor_text(axial_factor),
+        "boundaries": boundaries,
         "gap_scale": gap_scale,
         "width_selector": width_selector,
         "smoothing": smoothing,

@@ -4,7 +4,8 @@
 #   - every installed header compiles on its own (C++; the C entry's also as C);
 #   - a C++ program built with find_package(Velin) segments a phantom through velin::segment;
 #   - a C program built with `pkg-config --cflags --libs velin` segments it through the C entry;
-#   - both give the program's own planes; the package accepts the versions it should;
+#   - both give the same planes, and the program's boundaries are the C entry's refined ones; the package
+#     accepts the versions it should;
 #   - the installed manual page lists every option of every command.
 #   consume-installed.sh BUILD_DIR SOURCE_DIR WORK_DIR C_COMPILER CXX_COMPILER
 set -euo pipefail
@@ -44,13 +45,13 @@ echo "#include <Velin/velin_c.h>" | "$cc" -std=c99 -fsyntax-only -I"$prefix/incl
 flags=$(PKG_CONFIG_PATH="$libdir/pkgconfig" PKG_CONFIG_LIBDIR="$libdir/pkgconfig" pkg-config --cflags --libs velin)
 # shellcheck disable=SC2086  # the flags are separate words
 "$cc" -std=c99 -Wall -Wextra -o "$work/c_consumer" "$here/c-consumer/main.c" $flags
-LD_LIBRARY_PATH="$libdir" "$work/c_consumer" "$work/phantom.npy" "$work/c-planes.raw"
+LD_LIBRARY_PATH="$libdir" "$work/c_consumer" "$work/phantom.npy" "$work/c-planes.raw" "$work/c-refined.raw"
 
 cmp "$work/cxx-planes.raw" "$work/c-planes.raw" || fail "the C and the C++ entry gave different planes"
-# The program's ilm.npy and rnfl.npy hold the same planes after their .npy headers.
+# The program's ilm.npy and rnfl.npy hold the C entry's refined boundaries after their .npy headers.
 npy_data() { tail -c +$((11 + $(od -An -tu2 -j8 -N2 "$1"))) "$1"; }
 { npy_data "$work/segmented/phantom/ilm.npy"; npy_data "$work/segmented/phantom/rnfl.npy"; } |
-  cmp - "$work/c-planes.raw" || fail "the program's planes differ from the C entry's"
+  cmp - "$work/c-refined.raw" || fail "the program's boundaries differ from the C entry's"
 
 "$cmake" -S "$here/version-check" -B "$work/version-check" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null ||
   fail "find_package(Velin) accepted or refused a version it should not have"

@@ -45,6 +45,8 @@ def parser() -> argparse.ArgumentParser:
     segment.add_argument("--axial-factor", default="auto", metavar="N|auto", help="axial resampling (default auto)")
     segment.add_argument("--grid", default="auto", metavar="GRID", help="etdrs, circle, none or auto")
     segment.add_argument("--eye", metavar="EYE", help="OD or OS, instead of the file's")
+    segment.add_argument("--boundaries", default="refined", metavar="MODE",
+                         help="refined (sub-sample, the default) or legacy (the engine's whole samples)")
     return p
 
 
@@ -65,6 +67,7 @@ def main(argv: Optional[List[str]] = None) -> int:
         "width_selector": args.width_selector,
         "aux": args.aux,
         "smoothing": args.smoothing,
+        "boundaries": args.boundaries,
     }
     try:
         _velin.check_arguments(arguments, option_names=True)

@@ -25,7 +25,7 @@ EXIT_INTERRUPTED = 130
 # The order in which cohort.csv records the options; a volume is skipped only when all of them match.
 PARAMETER_KEYS = (
     "shape", "layout", "flip", "scale", "spacing_um", "axial_factor", "grid", "eye",
-    "gap_scale", "width_selector", "aux", "smoothing",
+    "gap_scale", "width_selector", "aux", "smoothing", "boundaries",
 )
 # The engine's parameters as report.json holds them (float32, as the engine takes them).
 REPORTED_FLOATS = {"gap_scale": "gap_scale", "width_selector": "width_selector", "aux": "aux"}
@@ -42,7 +42,7 @@ def parameters_text(arguments: Mapping[str, Any]) -> str:
             return ""
         if key in ("layout", "flip", "eye"):
             return str(value).upper()
-        if key in ("grid", "scale", "axial_factor"):
+        if key in ("grid", "scale", "axial_factor", "boundaries"):
             return str(value).lower()
         return repr(float(value)) if key in REPORTED_FLOATS else str(value)
 
@@ -68,6 +68,8 @@ def already_done(job: VolumeJob, row: Mapping[str, str]) -> bool:
         if reported.get(name) != _float32(job.arguments.get(key)):
             return False
     if reported.get("smoothing") != job.arguments.get("smoothing"):
+        return False
+    if reported.get("boundaries") != str(job.arguments.get("boundaries", "refined")).lower():
         return False
     if str(job.arguments.get("axial_factor")).lower() != "auto" and str(reported.get("axial_factor")) != str(
         job.arguments.get("axial_factor")

@@ -1,6 +1,7 @@
 /* Segments a phantom .npy through the C entry of an installed Velin, built with nothing but
- * `pkg-config --cflags --libs velin`, and writes the two depth planes (int16, upper then lower).
- *   c_consumer VOLUME.npy PLANES.raw */
+ * `pkg-config --cflags --libs velin`, and writes the two depth planes (int16, upper then lower), then the
+ * refined boundaries found from them (float32, upper then lower).
+ *   c_consumer VOLUME.npy PLANES.raw REFINED.raw */
 
 #include <Velin/velin_c.h>
 
@@ -9,8 +10,8 @@
 #include <string.h>
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        fprintf(stderr, "usage: c_consumer VOLUME.npy PLANES.raw\n");
+    if (argc != 4) {
+        fprintf(stderr, "usage: c_consumer VOLUME.npy PLANES.raw REFINED.raw\n");
         return 2;
     }
     FILE* in = fopen(argv[1], "rb");
@@ -44,12 +45,24 @@ int main(int argc, char** argv) {
     printf("c_consumer: velin %s, status %d (%s), %d/%d B-scans\n", velin_version(), status,
            velin_status_message(status), segmented, b);
     if (status != VELIN_OK) return 1;
+    /* The spacing is unknown, as the program takes it for a .npy file; one thread, as the program runs it. */
+    float* refined = malloc(2 * positions * sizeof(float));
+    status = velin_refine_boundaries(volume, b, a, d, planes, planes + positions, 0.0, 0.0, 0.0, refined,
+                                     refined + positions, NULL, NULL, 1);
+    if (status != VELIN_OK) {
+        fprintf(stderr, "c_consumer: refining failed: %s\n", velin_status_message(status));
+        return 1;
+    }
 
     FILE* out = fopen(argv[2], "wb");
     int written = out && fwrite(planes, sizeof(short), 2 * positions, out) == 2 * positions;
     if (out) written = fclose(out) == 0 && written;
+    out = fopen(argv[3], "wb");
+    written = written && out && fwrite(refined, sizeof(float), 2 * positions, out) == 2 * positions;
+    if (out) written = fclose(out) == 0 && written;
     free(volume);
     free(planes);
+    free(refined);
     free(header);
     return written ? 0 : 1;
 }
