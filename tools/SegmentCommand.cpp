@@ -41,6 +41,8 @@ void checkOutputFolder(const std::string& dir) {
     if (error) throw CliError("cannot create the output folder: " + error.message(), dir);
     if (!fs::is_directory(dir, error)) throw CliError("the output path is not a folder", dir);
     const fs::path probe = fs::path(dir) / ".velin-write-test";
+    // Ctrl-C waits until the probe is gone again: an interrupted run leaves no file of its own behind.
+    const OutputWriting writing;
     {
         std::ofstream file(probe, std::ios::binary);
         if (!file || !(file << 'x') || !file.flush()) {
@@ -76,6 +78,7 @@ std::string doneLine(const VolumeSummary& s) {
 int runSegment(SegmentRequest& request) {
     const SegmentSettings settings = makeSettings(request.arguments);
 
+    installInterruptHandler(stderrIsTerminal());
     try {
         checkOutputFolder(request.outputDir);
     } catch (const CliError& e) {
@@ -84,7 +87,6 @@ int runSegment(SegmentRequest& request) {
     }
 
     const std::vector<std::string> folders = volumeFolders(request.inputs, request.outputDir);
-    installInterruptHandler(stderrIsTerminal());
     ProgressBoard board(stderrIsTerminal());
     std::atomic<std::size_t> next{0};
     std::atomic<int> failures{0};
