@@ -69,8 +69,9 @@ VELIN_API int velin_segment_with_options(const unsigned char* volume, int numBSc
  * receive numBScans * numAScans depths in samples: a boundary at z means the tissue below it begins at
  * sample z (a sharp step from sample 99 to sample 100 is 100.0); NaN where a boundary could not be found.
  * upperConfidence and lowerConfidence (each may be null) receive values from 0 (not found) to 1. threads
- * greater than 1 refines that many B-scans at once; the results do not depend on it. On any status other
- * than VELIN_OK the outputs are left untouched. */
+ * B-scans are refined at once, as velin_options.threads: 0 = one per processor core, 1 = one at a time,
+ * negative = VELIN_ERR_BAD_OPTIONS; the results do not depend on it. On any status other than VELIN_OK the
+ * outputs are left untouched. */
 VELIN_API int velin_refine_boundaries(const unsigned char* volume, int numBScans, int numAScans, int depth,
                                       const short* upperStart, const short* lowerStart, double depthSpacingUm,
                                       double aScanSpacingUm, double bScanSpacingUm, float* upper, float* lower,

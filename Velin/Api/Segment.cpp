@@ -132,7 +132,7 @@ void fillBoundaries(const VolumeView& volume, const Options& options, Result& re
         volume.data, volume.numBScans, volume.numAScans, volume.depth, result.upperDepth.data(),
         result.lowerDepth.data(), options.depthSpacingUm, options.aScanSpacingUm, options.bScanSpacingUm,
         result.upperBoundary.data(), result.lowerBoundary.data(), result.upperConfidence.data(),
-        result.lowerConfidence.data(), 1);
+        result.lowerConfidence.data(), options.threads);
     if (status == VELIN_ERR_OUT_OF_MEMORY) throw std::bad_alloc();
     if (status != VELIN_OK)
         throw std::runtime_error(std::string("velin::segment: refining the boundaries: ") +

@@ -19,7 +19,7 @@ bool spacingUsable(double um) { return std::isfinite(um) && um >= 0.0; }
 
 int validate(const unsigned char* volume, int numBScans, int numAScans, int depth, const short* upperStart,
              const short* lowerStart, double depthSpacingUm, double aScanSpacingUm, double bScanSpacingUm,
-             const float* upper, const float* lower) {
+             const float* upper, const float* lower, int threads) {
     if (volume == nullptr) return VELIN_ERR_NULL_VOLUME;
     if (upperStart == nullptr || lowerStart == nullptr || upper == nullptr || lower == nullptr)
         return VELIN_ERR_NULL_PLANE;
@@ -30,6 +30,7 @@ int validate(const unsigned char* volume, int numBScans, int numAScans, int dept
     if (positions > limit || positions * depth > limit) return VELIN_ERR_SIZE_OVERFLOW;
     if (!spacingUsable(depthSpacingUm) || !spacingUsable(aScanSpacingUm) || !spacingUsable(bScanSpacingUm))
         return VELIN_ERR_BAD_SPACING;
+    if (threads < 0) return VELIN_ERR_BAD_OPTIONS;
     return VELIN_OK;
 }
 
@@ -40,7 +41,7 @@ extern "C" int velin_refine_boundaries(const unsigned char* volume, int numBScan
                                        double aScanSpacingUm, double bScanSpacingUm, float* upper, float* lower,
                                        float* upperConfidence, float* lowerConfidence, int threads) {
     const int invalid = validate(volume, numBScans, numAScans, depth, upperStart, lowerStart, depthSpacingUm,
-                                 aScanSpacingUm, bScanSpacingUm, upper, lower);
+                                 aScanSpacingUm, bScanSpacingUm, upper, lower, threads);
     if (invalid != VELIN_OK) return invalid;
     try {
         namespace R = Orvan::Velin::Refine;

@@ -22,6 +22,9 @@ constexpr float kWeakEdgeShare = 0.25f;
 constexpr float kDarkShare = 0.75f;
 // A-scans with a shadow weight below this are bridged rather than measured.
 constexpr float kLitEnough = 0.5f;
+// The least step, in grey levels of the 8-bit samples, that counts as an edge at all: the detector answers a
+// step of h levels with h, and flat regions without signal (a floater's shadow, a blink) answer next to 0.
+constexpr float kMinimumContrast = 4.0f;
 
 float median(std::vector<float>& values) {
     if (values.empty()) return 0.0f;
@@ -30,15 +33,22 @@ float median(std::vector<float>& values) {
     return *middle;
 }
 
-// The typical edge of a band: the median over the columns of each column's strongest response.
+// The typical edge of a band: the median, over the columns that hold an edge at all, of each column's
+// strongest response; 0 when none does. Columns without signal are left out, so that a B-scan mostly lost
+// still measures its edges against the ones it has.
 float typicalEdge(const BandImage& response) {
     std::vector<float> strongest;
     for (int a = 0; a < response.columns(); ++a) {
         const int count = response.count(a);
-        if (count > 0) strongest.push_back(*std::max_element(response.column(a), response.column(a) + count));
+        if (count == 0) continue;
+        const float peak = *std::max_element(response.column(a), response.column(a) + count);
+        if (peak >= kMinimumContrast) strongest.push_back(peak);
     }
     return median(strongest);
 }
+
+// Whether an edge of `strength` is trusted, against the band's typical edge.
+bool trusted(float strength, float typical) { return strength >= std::max(kWeakEdgeShare * typical, kMinimumContrast); }
 
 std::size_t index(int a) { return static_cast<std::size_t>(a); }
 
@@ -144,7 +154,7 @@ bool BScanRefiner::refineUpper(const BScanOutput& out) {
             placeEdge(response_.column(a), response_.first(a), response_.end(a) - 1, path[index(a)]);
         values_[index(a)] = static_cast<float>(edge.depth);
         confidence_[index(a)] = std::clamp(edge.strength / scale, 0.0f, 1.0f);
-        reliable_[index(a)] = edge.strength >= kWeakEdgeShare * scale;
+        reliable_[index(a)] = trusted(edge.strength, scale);
     }
     bridgeRuns(values_, reliable_, settings_.maxBridge, &confidence_);
     std::copy(values_.begin(), values_.end(), out.upper);
@@ -232,7 +242,7 @@ void BScanRefiner::refineLower(const BScanInput& in, const BScanOutput& out) {
         const PlacedEdge edge = placeEdge(response_.column(a), response_.first(a), response_.end(a) - 1, row);
         values_[index(a)] = static_cast<float>(edge.depth) - out.upper[a];
         confidence_[index(a)] = lit[index(a)] * std::clamp(edge.strength / scale, 0.0f, 1.0f);
-        reliable_[index(a)] = lit[index(a)] >= kLitEnough && edge.strength >= kWeakEdgeShare * scale;
+        reliable_[index(a)] = lit[index(a)] >= kLitEnough && trusted(edge.strength, scale);
     }
     // Shadows and weak stretches are bridged in thickness: the layer keeps its course under a vessel.
     bridgeRuns(values_, reliable_, settings_.maxBridge, &confidence_);

@@ -1,5 +1,7 @@
 #include <Velin/Refine/BandPath.h>
 
+#include <Velin/Image/IppChecks.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -24,7 +26,9 @@ int cheapestRow(const float* total, int first, int count) {
 
 }  // namespace
 
-std::vector<int> cheapestPath(const BandImage& cost, int maxStep, double stepPenalty, PathWorkspace& workspace) {
+// Built for AVX2 too where the library can choose at load time: the sweeps are the refinement's largest part.
+VELIN_SIMD_CLONES std::vector<int> cheapestPath(const BandImage& cost, int maxStep, double stepPenalty,
+                                                PathWorkspace& workspace) {
     const int columns = cost.columns();
     std::vector<std::size_t> offset(static_cast<std::size_t>(columns) + 1, 0);
     for (int a = 0; a < columns; ++a) offset[a + 1] = offset[a] + static_cast<std::size_t>(cost.count(a));

@@ -1,5 +1,7 @@
 #include <Velin/Refine/EdgeDetector.h>
 
+#include <Velin/Image/IppChecks.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -32,8 +34,8 @@ EdgeDetector::EdgeDetector(double sigma) {
     for (float& w : weights_) w = static_cast<float>(w / positive);
 }
 
-void EdgeDetector::responses(const float* samples, int firstSample, int firstBoundary, int count, float sign,
-                             float* out) const {
+VELIN_SIMD_CLONES void EdgeDetector::responses(const float* samples, int firstSample, int firstBoundary, int count,
+                                               float sign, float* out) const {
     std::fill(out, out + count, 0.0f);
     // Tap by tap over all boundaries, so that neighbouring boundaries are computed together.
     const float* at = samples + (firstBoundary - reach() - firstSample);

@@ -1,5 +1,7 @@
 #include <Velin/Refine/LateralSmoothing.h>
 
+#include <Velin/Image/IppChecks.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -22,8 +24,8 @@ std::vector<float> gaussianWeights(double sigma) {
     return weights;
 }
 
-void smoothAcrossAScans(const std::uint8_t* bscan, int numAScans, int depth, const std::vector<float>& weights,
-                        BandImage& out) {
+VELIN_SIMD_CLONES void smoothAcrossAScans(const std::uint8_t* bscan, int numAScans, int depth,
+                                          const std::vector<float>& weights, BandImage& out) {
     const int radius = static_cast<int>(weights.size() / 2);
     for (int a = 0; a < out.columns(); ++a) {
         const int first = out.first(a), count = out.count(a);
@@ -34,11 +36,15 @@ void smoothAcrossAScans(const std::uint8_t* bscan, int numAScans, int depth, con
         float sum = 0.0f;
         for (int k = -reach; k <= reach; ++k) sum += weights[static_cast<std::size_t>(k + radius)];
         float* values = out.column(a);
-        std::fill(values, values + count, 0.0f);
-        for (int k = -reach; k <= reach; ++k) {
-            const std::uint8_t* samples = bscan + static_cast<std::size_t>(a + k) * depth + first;
-            const float w = weights[static_cast<std::size_t>(k + radius)] / sum;
-            for (int i = 0; i < count; ++i) values[i] += w * static_cast<float>(samples[i]);
+        const std::uint8_t* centre = bscan + static_cast<std::size_t>(a) * depth + first;
+        const float w0 = weights[static_cast<std::size_t>(radius)] / sum;
+        for (int i = 0; i < count; ++i) values[i] = w0 * static_cast<float>(centre[i]);
+        // The kernel is symmetric: the two A-scans at equal distance share one weight, summed as integers first.
+        for (int k = 1; k <= reach; ++k) {
+            const std::uint8_t* left = centre - static_cast<std::size_t>(k) * depth;
+            const std::uint8_t* right = centre + static_cast<std::size_t>(k) * depth;
+            const float w = weights[static_cast<std::size_t>(radius + k)] / sum;
+            for (int i = 0; i < count; ++i) values[i] += w * static_cast<float>(left[i] + right[i]);
         }
     }
 }

@@ -32,7 +32,9 @@ void refineVolume(const VolumeInput& in, const VolumeOutput& out, int threads) {
                            {out.upper + at, out.lower + at, out.upperConfidence + at, out.lowerConfidence + at});
         }
     };
-    const int workers = std::clamp(threads, 1, std::max(1, in.numBScans));
+    // As for the engine: 0 means one per processor core, and no more threads than B-scans.
+    const int asked = threads > 0 ? threads : static_cast<int>(std::thread::hardware_concurrency());
+    const int workers = std::clamp(asked, 1, std::max(1, in.numBScans));
     std::vector<std::thread> pool;
     std::vector<std::exception_ptr> errors(static_cast<std::size_t>(workers));
     for (int t = 1; t < workers; ++t) {

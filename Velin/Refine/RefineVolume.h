@@ -32,8 +32,8 @@ struct VolumeOutput {
     float* lowerConfidence = nullptr;
 };
 
-/// Refines both boundaries. `threads` > 1 refines that many B-scans at once; the result is the same for any
-/// thread count.
+/// Refines both boundaries. `threads` B-scans are refined at once (0 = one per processor core, 1 = one at a
+/// time); the result is the same for any thread count.
 void refineVolume(const VolumeInput& in, const VolumeOutput& out, int threads);
 
 }  // namespace Refine

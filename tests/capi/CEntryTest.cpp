@@ -229,6 +229,7 @@ TEST(CEntry, RefineArgumentChecksWriteNothing) {
         std::vector<short> start = std::vector<short>(6, 2);
         int numBScans = 2, numAScans = 3, depth = 8;
         double spacing[3] = {0.0, 0.0, 0.0};
+        int threads = 1;
         bool nullVolume = false, nullStart = false, nullOutput = false;
     };
     constexpr double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
@@ -245,6 +246,7 @@ TEST(CEntry, RefineArgumentChecksWriteNothing) {
         {"negative depth spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[0] = -1.0; }},
         {"NaN A-scan spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[1] = nan; }},
         {"infinite B-scan spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[2] = inf; }},
+        {"negative thread count", VELIN_ERR_BAD_OPTIONS, [](RefineCall& c) { c.threads = -1; }},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
@@ -256,7 +258,7 @@ TEST(CEntry, RefineArgumentChecksWriteNothing) {
             call.nullVolume ? nullptr : call.volume.data(), call.numBScans, call.numAScans, call.depth,
             call.start.data(), call.nullStart ? nullptr : call.start.data(), call.spacing[0], call.spacing[1],
             call.spacing[2], planes[0].data(), call.nullOutput ? nullptr : planes[1].data(), planes[2].data(),
-            planes[3].data(), 1);
+            planes[3].data(), call.threads);
         EXPECT_EQ(status, test.expected) << entry().statusMessage(status);
         for (const auto& plane : planes) EXPECT_EQ(plane, std::vector<float>(6, 7.0f));
     }
@@ -278,11 +280,15 @@ TEST(CEntry, RefinedBoundariesAreTheSameOnAnyThreadCount) {
         entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(), 1.95, 11.7,
                                  47.0, serial[0].data(), serial[1].data(), serial[2].data(), serial[3].data(), 1),
         VELIN_OK);
-    ASSERT_EQ(entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(), 1.95,
-                                       11.7, 47.0, parallel[0].data(), parallel[1].data(), nullptr, nullptr, 3),
-              VELIN_OK);
-    for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(std::memcmp(serial[i].data(), parallel[i].data(), size * sizeof(float)), 0) << i;
+    // 0 is one thread per processor core.
+    for (int threads : {3, 0}) {
+        ASSERT_EQ(entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(),
+                                           1.95, 11.7, 47.0, parallel[0].data(), parallel[1].data(), nullptr, nullptr,
+                                           threads),
+                  VELIN_OK);
+        for (int i = 0; i < 2; ++i)
+            EXPECT_EQ(std::memcmp(serial[i].data(), parallel[i].data(), size * sizeof(float)), 0) << threads;
+    }
     // The synthetic layers' true boundaries are whole samples; the refined ones land on them.
     double error = 0.0;
     std::size_t found = 0;
