@@ -107,6 +107,28 @@ TEST(SurfaceDiffusion, LosesNothingAtTheEdgesAndReplicatesTheBorder) {
         for (int c = kBorder; c < filled.getColumns() - kBorder; ++c) total += surface[r][c];
     EXPECT_NEAR(total, 2000.0, 1e-2);
     EXPECT_EQ(surface[0][0], surface[kBorder][kBorder]);
+    // Grids of other shapes, or without a border, are left alone.
+    for (BorderedGrid other : {BorderedGrid(filled.getRows() + 1, filled.getColumns(), kBorder),
+                               BorderedGrid(filled.getRows(), filled.getColumns() + 1, kBorder),
+                               BorderedGrid(filled.getRows(), filled.getColumns(), kBorder - 1)}) {
+        diffuseSurface(filled, other, 7, 0.2);
+        EXPECT_EQ(other[kBorder][kBorder], 0.0f) << other.getRows() << "x" << other.getColumns();
+    }
+    BorderedGrid flatFilled(4, 4, 0), flat(4, 4, 0);
+    flatFilled[1][1] = 5.0f;
+    diffuseSurface(flatFilled, flat, 7, 0.2);
+    EXPECT_EQ(flat[1][1], 0.0f);
+}
+
+// Every frame cell takes the value of the interior cell nearest to it, corners included.
+TEST(SurfaceBorder, ReplicationCopiesTheNearestInteriorCellIntoEveryFrameCell) {
+    BorderedGrid g = grid(3, 4, [](int r, int c) { return 10.0f * r + c + 1; });
+    g.replicateBorder();
+    for (int r = 0; r < g.getRows(); ++r)
+        for (int c = 0; c < g.getColumns(); ++c)
+            EXPECT_EQ(g[r][c], 10.0f * std::clamp(r - kBorder, 0, 2) + std::clamp(c - kBorder, 0, 3) + 1)
+                << r << "," << c;
+    EXPECT_EQ(g.getBorderFilled(), 1.0f);
 }
 
 // The smoothing level shows in how far a tall point spreads along the A-scans, at most one cell per step.
@@ -137,4 +159,30 @@ TEST(FinalVolumePass, DiffusionStepsLowerUnderUpperAndDroppedPoints) {
     Volume dropped(21, 21, 0, upper, deepLower);
     EXPECT_EQ(D({dropped.upper(10, 10), dropped.lower(10, 10), dropped.valueList1[10](10, 3), dropped.upper(11, 10)}),
               D({-1.0, -1.0, 0.0, 100.0}));
+}
+
+// Row k of each value list is rewritten at the position of row k of its boundary list, whatever position it held:
+// here the lower boundary's rows run backwards over the A-scans and B-scans, and the value rows all name (0, 0).
+TEST(FinalVolumePass, ValueRowsTakeThePositionsOfTheirBoundaryRows) {
+    VelinDetectorIpp d;
+    d.numAScans = 4, d.numBScans = 3;
+    for (int z = 0; z < 3; ++z) {
+        Matrix b1(4, 3), b2(4, 3), v1(4, 4), v2(4, 4);
+        for (int k = 0; k < 4; ++k) {
+            b1.setRow(k, VectorN(k, 100, z));
+            b2.setRow(k, VectorN(3 - k, 150, 2 - z));
+            v1.setRow(k, VectorN(0, 0, 0, 0.5));
+            v2.setRow(k, VectorN(0, 0, 0, 0.25));
+        }
+        d.boundaryList1.push_back(b1), d.boundaryList2.push_back(b2), d.valueList1.push_back(v1),
+            d.valueList2.push_back(v2);
+    }
+    d.refineSurfaces();
+    for (int z = 0; z < 3; ++z)
+        for (int k = 0; k < 4; ++k) {
+            EXPECT_EQ(D({d.valueList1[z](k, 0), d.valueList1[z](k, 1), d.valueList1[z](k, 2), d.valueList1[z](k, 3)}),
+                      D({double(k), 100, double(z), 0.5}));
+            EXPECT_EQ(D({d.valueList2[z](k, 0), d.valueList2[z](k, 1), d.valueList2[z](k, 2), d.valueList2[z](k, 3)}),
+                      D({double(3 - k), 150, double(2 - z), 0.25}));
+        }
 }
