@@ -36,12 +36,6 @@ struct Scene {
     }
 };
 
-Segment slice(const Segment& segment, int from, int to) {
-    Segment part;
-    for (int i = from; i < to; ++i) part.push_back(segment[i]);
-    return part;
-}
-
 Ints traced(int n, const Dips& dips, const Marked& marked = nullptr, const Dips& elsewhere = {}, float weight = 1.0f,
             int fewScans = 0) {
     return Scene(n, dips, marked, elsewhere, weight, fewScans).run();
@@ -157,7 +151,7 @@ TEST(BoundaryTracing, CandidatesStopShortOfTheDeepestMinimaOnIrregularAndFewScan
         Segment& segment = s.d->upperSegments[0];
         segment[40].limitDepth += c.offset;
         segment[40].weight = c.weight;
-        if (c.segments == 2) s.d->upperSegments = {slice(segment, 0, 40), slice(segment, 40, 80)};
+        if (c.segments == 2) s.d->upperSegments.push_back(Segment(segment));  // a second segment
         s.d->filterStageMark = c.mark;
         s.run();
         EXPECT_EQ(depthsOf(s.d->candidateLists[0][20]), c.candidates) << c.fewScans << c.mark << c.segments << c.offset;

@@ -38,18 +38,19 @@ BorderedGrid grid(int rows, int columns, const std::function<float(int row, int 
     return g;
 }
 
-// A detector whose four lists hold every (A-scan x, B-scan z) position, with values 0.5 (upper) and 0.25,
-// after the final volume pass.
+// A detector whose four lists hold every (A-scan x, B-scan z) position, after the final volume pass. The value
+// rows name no position (0, 0) and hold 0.5 (upper) and 0.25; a mirrored lower list runs backwards over both axes.
 struct Volume : VelinDetectorIpp {
-    Volume(int aScans, int bScans, int level, const DepthAt& upper, const DepthAt& lower) {
+    Volume(int aScans, int bScans, int level, const DepthAt& upper, const DepthAt& lower, bool mirrored = false) {
         numAScans = aScans, numBScans = bScans, optionFlag = level;
         for (int z = 0; z < bScans; ++z) {
             Matrix b1(aScans, 3), b2(aScans, 3), v1(aScans, 4), v2(aScans, 4);
             for (int x = 0; x < aScans; ++x) {
+                const int x2 = mirrored ? aScans - 1 - x : x, z2 = mirrored ? bScans - 1 - z : z;
                 b1.setRow(x, VectorN(x, upper(x, z), z));
-                b2.setRow(x, VectorN(x, lower(x, z), z));
-                v1.setRow(x, VectorN(x, upper(x, z), z, 0.5));
-                v2.setRow(x, VectorN(x, lower(x, z), z, 0.25));
+                b2.setRow(x, VectorN(x2, lower(x2, z2), z2));
+                v1.setRow(x, VectorN(0, 0, 0, 0.5));
+                v2.setRow(x, VectorN(0, 0, 0, 0.25));
             }
             boundaryList1.push_back(b1), boundaryList2.push_back(b2), valueList1.push_back(v1),
                 valueList2.push_back(v2);
@@ -159,30 +160,13 @@ TEST(FinalVolumePass, DiffusionStepsLowerUnderUpperAndDroppedPoints) {
     Volume dropped(21, 21, 0, upper, deepLower);
     EXPECT_EQ(D({dropped.upper(10, 10), dropped.lower(10, 10), dropped.valueList1[10](10, 3), dropped.upper(11, 10)}),
               D({-1.0, -1.0, 0.0, 100.0}));
-}
 
-// Row k of each value list is rewritten at the position of row k of its boundary list, whatever position it held:
-// here the lower boundary's rows run backwards over the A-scans and B-scans, and the value rows all name (0, 0).
-TEST(FinalVolumePass, ValueRowsTakeThePositionsOfTheirBoundaryRows) {
-    VelinDetectorIpp d;
-    d.numAScans = 4, d.numBScans = 3;
-    for (int z = 0; z < 3; ++z) {
-        Matrix b1(4, 3), b2(4, 3), v1(4, 4), v2(4, 4);
-        for (int k = 0; k < 4; ++k) {
-            b1.setRow(k, VectorN(k, 100, z));
-            b2.setRow(k, VectorN(3 - k, 150, 2 - z));
-            v1.setRow(k, VectorN(0, 0, 0, 0.5));
-            v2.setRow(k, VectorN(0, 0, 0, 0.25));
-        }
-        d.boundaryList1.push_back(b1), d.boundaryList2.push_back(b2), d.valueList1.push_back(v1),
-            d.valueList2.push_back(v2);
-    }
-    d.refineSurfaces();
+    // Row k of each value list takes the position of row k of its boundary list, whatever position it named.
+    Volume mirrored(4, 3, 0, constant(100.0), constant(150.0), true);
     for (int z = 0; z < 3; ++z)
         for (int k = 0; k < 4; ++k) {
-            EXPECT_EQ(D({d.valueList1[z](k, 0), d.valueList1[z](k, 1), d.valueList1[z](k, 2), d.valueList1[z](k, 3)}),
-                      D({double(k), 100, double(z), 0.5}));
-            EXPECT_EQ(D({d.valueList2[z](k, 0), d.valueList2[z](k, 1), d.valueList2[z](k, 2), d.valueList2[z](k, 3)}),
-                      D({double(3 - k), 150, double(2 - z), 0.25}));
+            const Matrix &v1 = mirrored.valueList1[z], &v2 = mirrored.valueList2[z];
+            EXPECT_EQ(D({v1(k, 0), v1(k, 1), v1(k, 2), v1(k, 3), v2(k, 0), v2(k, 1), v2(k, 2), v2(k, 3)}),
+                      D({double(k), 100, double(z), 0.5, 3.0 - k, 150, 2.0 - z, 0.25}));
         }
 }
