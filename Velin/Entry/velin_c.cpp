@@ -23,7 +23,8 @@ bool fitsInt32(std::int64_t value) { return value <= kInt32Max; }
 
 // The gap limit is trunc(100 / gapScale + 0.5) + 5 converted to a 32-bit integer. Besides 0, NaN and
 // infinity, a gapScale so close to 0 that this no longer fits would make that conversion undefined, so it is
-// rejected with the same code. Negative values are accepted: they only switch gap bridging off.
+// rejected with the same code. Negative values are accepted: from about -28.6 up to 0 the limit lies below 3
+// and bridging is off; further from 0 it is 3 to 5 (docs/c-api.md).
 bool gapScaleUsable(float gapScale) {
     if (!std::isfinite(gapScale) || gapScale == 0.0f) {
         return false;
