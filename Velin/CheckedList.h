@@ -9,8 +9,8 @@ namespace Orvan {
 namespace Velin {
 
 /// Reports an index past the end of a work list. Such an index is a programming fault, not bad data, so it
-/// ends the process through the runtime's invalid-parameter path (on MSVC its handler; elsewhere a message
-/// on stderr and abort) instead of reading or writing out of bounds.
+/// ends the process instead of reading or writing out of bounds: a message on stderr, then on Windows the
+/// invalid-parameter handler a host installed (docs/windows.md), then abort.
 [[noreturn]] void failListIndex(std::size_t index, std::size_t size);
 
 /// A growable sequence whose every indexed access is range-checked. The detector's work lists and result

@@ -38,6 +38,14 @@ public:
                        float widthSelector, float auxParameter, int optionFlag);
     bool detectVolume();
     bool processBScan(int bscanIndex);
+    /// processBScan in two halves, for drivers that load a B-scan themselves: beginBScan clears the work
+    /// lists and the filter-stage mark; finishBScan runs the steps after loading when `loaded`, then always
+    /// the result store, and returns whether every step succeeded.
+    void beginBScan();
+    bool finishBScan(int bscanIndex, bool loaded);
+    /// The B-scan loop of detectVolume on `workers` threads (the caller's among them), with results equal
+    /// to the serial loop's bit for bit; see docs/threading.md.
+    void processBScansInParallel(int workers);
     bool setupVolume();
     void buildFrequencyMask(float ringRadius, float width);
     void storeResults(int bscanIndex);
@@ -54,7 +62,12 @@ public:
     }
 
     // ---- B-scan preparation (Preparation/) ----
-    bool loadBScan(int index);
+    bool loadBScan(int index);  ///< copyBScan, lowPassBScan(fftWorkImage) and deriveBScanImages in turn
+    bool copyBScan(int index);  ///< the B-scan into rawImage and its 3x3 Gaussian into smoothImage
+    /// The frequency-domain low-pass of rawImage into filteredImage through `work`, an image of the FFT size
+    /// whose region outside the B-scan carries over from the previous B-scan's inverse transform.
+    bool lowPassBScan(ippImage32f& work);
+    bool deriveBScanImages();  ///< rescaling of filteredImage, intensityImage and responseImage
     void diffuse(ippImage32f& image, int iterations, double rate);
 
     bool runFilterStage();
@@ -167,6 +180,9 @@ public:
     MatrixList valueList2;
 
     std::int32_t successCount = 0;  ///< B-scans of the last detectVolume() whose pipeline succeeded
+    /// B-scans processed at once by detectVolume, the calling thread included; 0 = one per processor core.
+    /// The results do not depend on it. 1, the default, is the serial loop.
+    std::int32_t threadCount = 1;
     ProgressCallback progressCallback = nullptr;
     void* progressUser = nullptr;
 

@@ -1,5 +1,6 @@
 // Whole-volume timing of the segmentation: the exported call on a macular and an optic-disc phantom, the
-// share of each pipeline step in one run over the macular phantom, and the peak memory of one call.
+// share of each pipeline step in one run over the macular phantom, the cost of the refined boundaries next to
+// the call they start from, and the peak memory of one call.
 //
 // Figures worth comparing between machines are the ratios: time per B-scan, the step shares, peak memory over
 // the volume's size. docs/benchmarks.md records a run.
@@ -8,10 +9,11 @@
 
 #include <Velin/Entry/FillShortGaps.h>
 #include <Velin/Entry/ResultPlanes.h>
+#include <Velin/Entry/SegmentationRun.h>
 #include <Velin/Entry/ShortPlane.h>
 #include <Velin/Image/IppPrimitives.h>
+#include <Velin/Refine/RefineVolume.h>
 #include <Velin/VelinDetectorIpp.h>
-#include <Velin/VelinLayerSegment.h>
 
 #include <benchmark/benchmark.h>
 
@@ -85,27 +87,65 @@ struct Planes {
     std::vector<short> p1, p2, p3, p4;
 };
 
-void segment(const velin::io::Volume& v, Planes& planes) {
-    CVelinLayerSegment().VelinLayerSegment(v.samples.data(), v.numBScans, v.numAScans, v.depth, planes.p1.data(),
-                                           planes.p2.data(), planes.p3.data(), planes.p4.data(), kGapScale,
-                                           kWidthSelector, kAuxParameter, kOptionFlag);
+// The call as the exported class makes it, on `threads` threads (0: one per processor core).
+void segment(const velin::io::Volume& v, Planes& planes, int threads) {
+    Orvan::Velin::runSegmentation(v.samples.data(), v.numBScans, v.numAScans, v.depth, planes.p1.data(),
+                                  planes.p2.data(), planes.p3.data(), planes.p4.data(), kGapScale, kWidthSelector,
+                                  kAuxParameter, kOptionFlag, nullptr, nullptr, nullptr, threads);
 }
 
 void BM_WholeCall(benchmark::State& state, PhantomKind kind) {
     const velin::io::Volume& v = phantomVolume(kind);
     Planes planes(v);
     for (auto _ : state) {
-        segment(v, planes);
+        segment(v, planes, 1);
         benchmark::DoNotOptimize(planes.p1.data());
         benchmark::ClobberMemory();
     }
-    // Processor time per B-scan: the call runs on one thread, and processor time is what stays comparable on a
-    // machine that other work shares.
+    // Processor time per B-scan of the serial call (one thread, as the benchmark's clock measures the calling
+    // thread): processor time is what stays comparable on a machine that other work shares.
     state.counters["bscan_time"] =
         benchmark::Counter(v.numBScans, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 BENCHMARK_CAPTURE(BM_WholeCall, macula_128x512x1024, kMacula)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WholeCall, disc_64x512x1024, kDisc)->Unit(benchmark::kMillisecond);
+
+// The refinement against the call whose planes it starts from, both timed in each iteration on the same
+// volume: `engine_ms` and `refine_ms` per volume, and `refine_share` = refine / engine, the time the refined
+// boundaries add. Both run on one thread, so that the calling thread's processor time is the whole of each.
+void BM_RefinementCost(benchmark::State& state) {
+    const velin::io::Volume& v = phantomVolume(kMacula);
+    Planes planes(v);
+    std::vector<float> refined(4 * planes.size);
+    double engine = 0.0, refine = 0.0;
+    for (auto _ : state) {
+        double start = cpuSeconds();
+        segment(v, planes, 1);
+        engine += cpuSeconds() - start;
+
+        namespace R = Orvan::Velin::Refine;
+        R::VolumeInput in;
+        in.samples = v.samples.data();
+        in.numBScans = v.numBScans;
+        in.numAScans = v.numAScans;
+        in.depth = v.depth;
+        in.upperStart = planes.p1.data();
+        in.lowerStart = planes.p2.data();
+        in.spacing = {v.spacingDepthUm, v.spacingAScanUm, v.spacingBScanUm};
+        start = cpuSeconds();
+        R::refineVolume(in,
+                        {refined.data(), refined.data() + planes.size, refined.data() + 2 * planes.size,
+                         refined.data() + 3 * planes.size},
+                        1);
+        refine += cpuSeconds() - start;
+        benchmark::DoNotOptimize(refined.data());
+    }
+    const double runs = static_cast<double>(state.iterations());
+    state.counters["engine_ms"] = 1e3 * engine / runs;
+    state.counters["refine_ms"] = 1e3 * refine / runs;
+    state.counters["refine_share"] = refine / engine;
+}
+BENCHMARK(BM_RefinementCost)->Unit(benchmark::kMillisecond);
 
 // The steps of one run, in pipeline order, as they are reported.
 enum Step {
@@ -242,7 +282,8 @@ void BM_StepShares(benchmark::State& state) {
 BENCHMARK(BM_StepShares)->Unit(benchmark::kMillisecond);
 
 #if defined(__linux__)
-// Peak resident memory that one call adds, measured in a child process so that pages freed by earlier calls
+// Peak resident memory that one call on every processor core adds (each thread beyond the first holds working
+// images of its own), measured in a child process so that pages freed by earlier calls
 // and kept by the allocator cannot hide it. Linux only: it resets the high-water mark through clear_refs.
 long long peakBytesOfOneCall(const velin::io::Volume& v) {
     int channel[2];
@@ -258,7 +299,7 @@ long long peakBytesOfOneCall(const velin::io::Volume& v) {
             if (std::fclose(refs) == 0 && reset) {
                 rusage before{}, after{};
                 getrusage(RUSAGE_SELF, &before);
-                segment(v, planes);
+                segment(v, planes, 0);
                 getrusage(RUSAGE_SELF, &after);
                 result = (static_cast<long long>(after.ru_maxrss) - before.ru_maxrss) * 1024;
             }

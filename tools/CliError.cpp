@@ -20,16 +20,19 @@ std::string printable(const std::string& text) {
     return shown;
 }
 
-std::string errorLine(const std::string& what, const std::string& file) {
+std::string errorText(const std::string& what, const std::string& file) {
     std::string text = what;
     const std::string prefix = file + ": ";
     if (!file.empty() && text.compare(0, prefix.size(), prefix) == 0) text.erase(0, prefix.size());
     // One line, whatever the message holds.
     for (char& c : text)
         if (c == '\n' || c == '\r') c = ' ';
-    std::string line = "velin: error: " + printable(text);
-    if (!file.empty()) line += " (" + printable(file) + ")";
-    return line;
+    if (!file.empty()) text += " (" + file + ")";
+    return text;
+}
+
+std::string errorLine(const std::string& what, const std::string& file) {
+    return "velin: error: " + printable(errorText(what, file));
 }
 
 }  // namespace cli

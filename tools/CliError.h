@@ -25,5 +25,8 @@ std::string printable(const std::string& text);
 /// file's path; it is moved to the end so that every line has the same shape.
 std::string errorLine(const std::string& what, const std::string& file);
 
+/// The same without the program's "velin: error: " prefix, for hosts that print errors their own way.
+std::string errorText(const std::string& what, const std::string& file);
+
 }  // namespace cli
 }  // namespace velin

@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 
 struct DemoRequest {
     std::string output = "velin-demo";
+    std::string boundaries = "refined";
     PhantomSettings phantom;
 };
 
@@ -30,13 +31,15 @@ struct BoundaryError {
     std::size_t truthPositions = 0;
 };
 
-BoundaryError compareBoundary(const std::vector<std::int16_t>& found, const std::vector<std::int16_t>& truth) {
+// Against the phantom's boundaries before rounding, in the same convention as the outputs (the tissue below a
+// boundary at z begins at sample z), so that sub-sample boundaries are measured as finely as they are found.
+BoundaryError compareBoundary(const std::vector<float>& found, const std::vector<float>& truth) {
     BoundaryError error;
     double sum = 0.0;
     for (std::size_t i = 0; i < truth.size(); ++i) {
-        if (truth[i] < 0) continue;
+        if (std::isnan(truth[i])) continue;
         ++error.truthPositions;
-        if (found[i] < 0) continue;
+        if (std::isnan(found[i])) continue;
         sum += std::fabs(static_cast<double>(found[i]) - truth[i]);
         ++error.compared;
     }
@@ -108,6 +111,7 @@ int runDemo(const DemoRequest& request) {
     settings.spacingGiven = settings.spacing.depthKnown() || settings.spacing.lateralKnown();
     settings.grid = v.scanKind == "disc" ? GridChoice::Circle : GridChoice::Etdrs;
     settings.eye = v.eye;
+    settings.engine.boundaries = request.boundaries == "legacy" ? Boundaries::Legacy : Boundaries::Refined;
 
     ProgressBoard board(stderrIsTerminal());
     const auto start = std::chrono::steady_clock::now();
@@ -128,9 +132,10 @@ int runDemo(const DemoRequest& request) {
     const fs::path where = fs::absolute(request.output, error);
     std::printf("velin demo: outputs in %s\n", (error ? fs::path(request.output) : where).string().c_str());
     for (const std::string& name : summary.files) std::printf("  %s\n", name.c_str());
-    printError("top of the retina (ILM)", compareBoundary(summary.result.upperDepth, phantom.top), v.spacingDepthUm);
-    printError("lower nerve-fibre-layer boundary", compareBoundary(summary.result.lowerDepth, phantom.nflBottom),
+    printError("top of the retina (ILM)", compareBoundary(summary.result.upperBoundary, phantom.topExact),
                v.spacingDepthUm);
+    printError("lower nerve-fibre-layer boundary",
+               compareBoundary(summary.result.lowerBoundary, phantom.nflBottomExact), v.spacingDepthUm);
     return 0;
 }
 
@@ -143,6 +148,10 @@ void addDemoCommand(CLI::App& app, int& exitStatus) {
     cmd->add_option("-o,--output", request->output, "Folder for the outputs")
         ->type_name("OUTDIR")
         ->default_str(request->output);
+    cmd->add_option("--boundaries", request->boundaries, "refined or legacy, as for segment")
+        ->transform(CLI::IsMember({"refined", "legacy"}, CLI::ignore_case))
+        ->type_name("MODE")
+        ->default_str("refined");
     addPhantomOptions(*cmd, request->phantom);
     cmd->callback([request, &exitStatus]() { exitStatus = runDemo(*request); });
 }

@@ -185,6 +185,34 @@ MapGeometry thicknessMapGeometry(const ThicknessMap& map, const Spacing& spacing
     return g;
 }
 
+namespace {
+
+// One boundary of a B-scan, two pixels thick, at its sub-sample depth: in column a the line covers depths
+// z + offset to z + offset + 2 (offset -1 for the top, whose line straddles it; 0 for the lower boundary,
+// whose line lies below it, so that the nerve-fibre layer between them stays visible), and pixels it covers
+// in part are mixed in part. A column also covers the way to half-way to each neighbour, so that steep
+// stretches read as lines; a gap (NaN) stays a gap.
+void drawBoundary(RgbImage& image, const float* depths, Rgb colour, double offset) {
+    const int cols = image.width();
+    for (int a = 0; a < cols; ++a) {
+        const double z = depths[a];
+        if (std::isnan(z)) continue;
+        double top = z, bottom = z;
+        for (int n : {a - 1, a + 1}) {
+            if (n < 0 || n >= cols || std::isnan(depths[n])) continue;
+            const double halfWay = 0.5 * (z + depths[n]);
+            top = std::min(top, halfWay);
+            bottom = std::max(bottom, halfWay);
+        }
+        top += offset;
+        bottom += offset + 2.0;
+        for (int y = static_cast<int>(std::floor(top)); y < bottom; ++y)
+            image.blend(a, y, colour, std::min(y + 1.0, bottom) - std::max(static_cast<double>(y), top));
+    }
+}
+
+}  // namespace
+
 RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, const GridResult& grid) {
     const int cols = std::max(1, map.numAScans), rows = std::max(1, map.numBScans);
     const MapGeometry geometry = thicknessMapGeometry(map, spacing);
@@ -242,7 +270,8 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
     for (double value = 0.0; value <= top + step * 1e-6; value += step) {
         const int y = mapTop + static_cast<int>(std::lround((1.0 - value / top) * (barHeight - 1)));
         image.line(barLeft, y, barLeft + kBarWidth + 2, y, kBlack);
-        const int labelTop = std::clamp(y - textHeight / 2, mapTop - textHeight / 2, mapTop + barHeight - textHeight / 2);
+        const int labelTop =
+            std::clamp(y - textHeight / 2, mapTop - textHeight / 2, mapTop + barHeight - textHeight / 2);
         image.text(barLeft + kBarWidth + 8, labelTop, numberText(value), kBlack, kTextScale);
     }
     image.line(barLeft - 1, mapTop - 1, barLeft + kBarWidth, mapTop - 1, kBlack);
@@ -262,8 +291,7 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
     image.fillRect(legendLeft, legendTop, textHeight, textHeight, kNoData);
     image.text(legendLeft + textHeight + 6, legendTop, "no data", kBlack, kTextScale);
     // Without the lateral spacing every position is a square, which distorts most scans: say so.
-    if (!spacing.lateralKnown())
-        image.text(mapLeft, legendTop + textHeight + kMargin, kNotToScale, kBlack, kTextScale);
+    if (!spacing.lateralKnown()) image.text(mapLeft, legendTop + textHeight + kMargin, kNotToScale, kBlack, kTextScale);
     return image;
 }
 
@@ -276,25 +304,9 @@ RgbImage renderOverlay(const VolumeView& volume, const Result& result, int bScan
         for (int d = 0; d < rows; ++d) image.set(a, d, Rgb{aScan[d], aScan[d], aScan[d]});
     }
 
-    // Neighbouring points are joined so that the boundaries read as lines; a gap stays a gap. Each line is two
-    // pixels thick, the second pixel outside the nerve-fibre layer (above the top, below the lower boundary),
-    // so that the layer itself stays visible and both lines show where they meet.
     const std::size_t planeStart = static_cast<std::size_t>(bScan) * cols;
-    auto drawBoundary = [&](const std::vector<std::int16_t>& plane, Rgb colour, int outward) {
-        for (int a = 0; a < cols; ++a) {
-            const int depth = plane[planeStart + a];
-            if (depth < 0) continue;
-            const int next = a + 1 < cols ? plane[planeStart + a + 1] : -1;
-            for (int shift : {outward, 0}) {
-                if (next >= 0)
-                    image.line(a, depth + shift, a + 1, next + shift, colour);
-                else
-                    image.set(a, depth + shift, colour);
-            }
-        }
-    };
-    drawBoundary(result.upperDepth, kUpperColour, -1);
-    drawBoundary(result.lowerDepth, kLowerColour, 1);
+    drawBoundary(image, result.upperBoundary.data() + planeStart, kUpperColour, -1.0);
+    drawBoundary(image, result.lowerBoundary.data() + planeStart, kLowerColour, 0.0);
 
     const int scale = cols >= 256 ? 2 : 1;
     const int line = RgbImage::textHeight(scale) + 4;

@@ -46,7 +46,8 @@ struct ScaleBar {
 ScaleBar scaleBar(double pxPerUm, int mapWidth);
 
 /// B-scan `bScan` as the device shows it (depth downwards, A-scans left to right) in grey, with the upper
-/// boundary in red and the lower nerve-fibre-layer boundary in green.
+/// boundary in red and the lower nerve-fibre-layer boundary in green, drawn from Result::upperBoundary and
+/// lowerBoundary at their sub-sample depths (pixels a line covers in part are mixed in part).
 RgbImage renderOverlay(const VolumeView& volume, const Result& result, int bScan);
 
 /// The B-scans worth an overlay: the first and third quartile and the centre, without repeats.

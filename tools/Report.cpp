@@ -21,7 +21,9 @@ nlohmann::ordered_json spacingValue(double um) {
     return um > 0.0 ? nlohmann::ordered_json(um) : nlohmann::ordered_json(nullptr);
 }
 
-nlohmann::ordered_json gridJson(const GridResult& grid, const std::string& note) {
+}  // namespace
+
+nlohmann::ordered_json gridReport(const GridResult& grid, const std::string& note) {
     nlohmann::ordered_json json;
     json["type"] = gridName(grid.kind);
     if (grid.kind == GridKind::None) {
@@ -38,11 +40,13 @@ nlohmann::ordered_json gridJson(const GridResult& grid, const std::string& note)
     json["mean"] = number(grid.overallMean);
     nlohmann::ordered_json sectors = nlohmann::ordered_json::object();
     for (const SectorThickness& sector : grid.sectors)
-        sectors[sector.name] = {{"mean", number(sector.mean)}, {"samples", sector.samples},
-                                {"samples_in_scan", sector.totalSamples}};
+        sectors[sector.name] = {
+            {"mean", number(sector.mean)}, {"samples", sector.samples}, {"samples_in_scan", sector.totalSamples}};
     json["sectors"] = sectors;
     return json;
 }
+
+namespace {
 
 // Lower-case hexadecimal of every byte, e.g. "7363616eff".
 std::string hexBytes(const std::string& bytes) {
@@ -65,6 +69,8 @@ void putInputPath(nlohmann::ordered_json& report, const std::string& path) {
 
 }  // namespace
 
+const char* boundariesName(Boundaries boundaries) { return boundaries == Boundaries::Refined ? "refined" : "legacy"; }
+
 std::string reportText(const nlohmann::ordered_json& report) {
     // Every text in the report is valid UTF-8 by now; the handler only makes sure that writing the report
     // can never fail after the volume was segmented.
@@ -73,23 +79,25 @@ std::string reportText(const nlohmann::ordered_json& report) {
 
 const char* outcomeText(Outcome outcome) {
     switch (outcome) {
-    case Outcome::Segmented:
-        return "segmented";
-    case Outcome::TooFewBScans:
-        return "too few B-scans (at least 10 are needed)";
-    case Outcome::NoBScanSegmented:
-        return "no B-scan could be segmented";
+        case Outcome::Segmented:
+            return "segmented";
+        case Outcome::TooFewBScans:
+            return "too few B-scans (at least 10 are needed)";
+        case Outcome::NoBScanSegmented:
+            return "no B-scan could be segmented";
     }
     return "unknown";
 }
 
 nlohmann::ordered_json buildReport(const ReportInput& input, const Options& options, const Result& result,
-                           const ThicknessMap& map, const ThicknessSummary& summary, const GridResult& grid,
-                           const std::string& gridNote, const std::vector<std::string>& files) {
+                                   const ThicknessMap& map, const ThicknessSummary& summary, const GridResult& grid,
+                                   const std::string& gridNote, const std::vector<std::string>& files) {
     nlohmann::ordered_json report;
     putInputPath(report, input.path);
     report["velin_version"] = velin_version();
-    report["shape"] = {{"b_scans", input.numBScans}, {"a_scans", input.numAScans}, {"depth", input.depth},
+    report["shape"] = {{"b_scans", input.numBScans},
+                       {"a_scans", input.numAScans},
+                       {"depth", input.depth},
                        {"engine_depth", result.engineDepth}};
     report["eye"] = optionalText(input.eye);
     report["scan_kind"] = optionalText(input.scanKind);
@@ -102,7 +110,8 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
                             {"aux", options.auxParameter},
                             {"smoothing", options.smoothing},
                             {"axial_factor", options.axialFactor},
-                            {"axial_factor_source", input.axialFactorSource}};
+                            {"axial_factor_source", input.axialFactorSource},
+                            {"boundaries", boundariesName(options.boundaries)}};
     report["notes"] = input.notes;
     report["outcome"] = outcomeText(result.outcome);
     report["b_scans_segmented"] = result.bscansSegmented;
@@ -111,16 +120,11 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
                            {"lower_found", summary.lowerFound},
                            {"both_found", summary.measured}};
     report["coverage"] = summary.coverage;
-    report["thickness"] = {{"unit", map.unit()},
-                           {"mean", number(summary.mean)},
-                           {"min", number(summary.minimum)},
-                           {"p5", number(summary.p5)},
-                           {"p25", number(summary.p25)},
-                           {"median", number(summary.median)},
-                           {"p75", number(summary.p75)},
-                           {"p95", number(summary.p95)},
-                           {"max", number(summary.maximum)}};
-    report["grid"] = gridJson(grid, gridNote);
+    report["thickness"] = {
+        {"unit", map.unit()},         {"mean", number(summary.mean)}, {"min", number(summary.minimum)},
+        {"p5", number(summary.p5)},   {"p25", number(summary.p25)},   {"median", number(summary.median)},
+        {"p75", number(summary.p75)}, {"p95", number(summary.p95)},   {"max", number(summary.maximum)}};
+    report["grid"] = gridReport(grid, gridNote);
     report["files"] = files;
     return report;
 }

@@ -34,10 +34,16 @@ nlohmann::ordered_json buildReport(const ReportInput& input, const Options& opti
                                    const ThicknessMap& map, const ThicknessSummary& summary, const GridResult& grid,
                                    const std::string& gridNote, const std::vector<std::string>& files);
 
+/// The report's "grid" object: centre, eye, sector means; for kind None only the note saying why.
+nlohmann::ordered_json gridReport(const GridResult& grid, const std::string& note);
+
 const char* outcomeText(Outcome outcome);
 
 /// The report as the text written to report.json.
 std::string reportText(const nlohmann::ordered_json& report);
+
+/// "refined" or "legacy", as on the command line and in the report.
+const char* boundariesName(Boundaries boundaries);
 
 }  // namespace cli
 }  // namespace velin

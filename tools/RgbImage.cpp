@@ -100,6 +100,15 @@ void RgbImage::set(int x, int y, Rgb colour) {
     pixels_[i + 2] = colour.b;
 }
 
+void RgbImage::blend(int x, int y, Rgb colour, double share) {
+    if (x < 0 || y < 0 || x >= width_ || y >= height_) return;
+    const double t = std::clamp(share, 0.0, 1.0);
+    const std::size_t i = (static_cast<std::size_t>(y) * width_ + x) * 3;
+    const std::uint8_t mix[3] = {colour.r, colour.g, colour.b};
+    for (int c = 0; c < 3; ++c)
+        pixels_[i + c] = static_cast<std::uint8_t>(std::lround(pixels_[i + c] + t * (mix[c] - pixels_[i + c])));
+}
+
 Rgb RgbImage::get(int x, int y) const {
     const std::size_t i = (static_cast<std::size_t>(y) * width_ + x) * 3;
     return {pixels_[i], pixels_[i + 1], pixels_[i + 2]};

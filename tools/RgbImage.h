@@ -26,6 +26,8 @@ public:
     /// Pixels outside the image are ignored by every drawing call.
     void set(int x, int y, Rgb colour);
     Rgb get(int x, int y) const;
+    /// Mixes `colour` into the pixel by `share` (0 keeps the pixel, 1 replaces it), rounded to the nearest.
+    void blend(int x, int y, Rgb colour, double share);
     void fillRect(int x, int y, int w, int h, Rgb colour);
     void line(int x0, int y0, int x1, int y1, Rgb colour);
     /// A line between points anywhere in the plane, even far outside the image: only the part near the

@@ -1,8 +1,10 @@
 #include "CliError.h"
 #include "Commands.h"
+#include "FolderNames.h"
 #include "Interrupt.h"
 #include "Progress.h"
-#include "SegmentOptions.h"
+#include "SegmentArguments.h"
+#include "ThreadPlan.h"
 #include "VolumeJob.h"
 
 #include <atomic>
@@ -11,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <set>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -22,23 +23,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Output folders are named after the inputs' stems, byte for byte. A stem met again, or one an earlier
-// folder of this run already took (an input named scan-2 after two named scan), gets "-2", "-3"... in input
-// order, so that no volume overwrites another's outputs. The stems "." and ".." (of "..npy" and "...npy")
-// would name the output folder itself or its parent, so they are renamed like an empty stem.
-std::vector<std::string> outputFolders(const std::vector<std::string>& inputs, const std::string& outputDir) {
-    std::set<std::string> taken;
-    std::vector<std::string> folders;
-    for (const std::string& input : inputs) {
-        std::string stem = fs::path(input).stem().string();
-        if (stem.empty() || stem == "." || stem == "..") stem = "volume";
-        std::string name = stem;
-        for (int n = 2; taken.count(name) > 0; ++n) name = stem + "-" + std::to_string(n);
-        taken.insert(name);
-        folders.push_back((fs::path(outputDir) / name).string());
-    }
-    return folders;
-}
+struct SegmentRequest {
+    std::vector<std::string> inputs;
+    std::string outputDir;
+    int jobs = 1;
+    SegmentArguments arguments;  ///< arguments.threads: of the whole run, 0 = one per processor core
+};
 
 // Finds out before any work whether outputs can be written at all, so that an unwritable folder is one
 // error rather than one per volume.
@@ -50,6 +40,8 @@ void checkOutputFolder(const std::string& dir) {
     if (error) throw CliError("cannot create the output folder: " + error.message(), dir);
     if (!fs::is_directory(dir, error)) throw CliError("the output path is not a folder", dir);
     const fs::path probe = fs::path(dir) / ".velin-write-test";
+    // Ctrl-C waits until the probe is gone again: an interrupted run leaves no file of its own behind.
+    const OutputWriting writing;
     {
         std::ofstream file(probe, std::ios::binary);
         if (!file || !(file << 'x') || !file.flush()) {
@@ -84,9 +76,10 @@ std::string doneLine(const VolumeSummary& s) {
 }
 
 int runSegment(SegmentRequest& request) {
-    completeSettings(request);
-    const SegmentSettings& settings = request.settings;
+    // Checked before anything is written: a bad value is a usage error (status 2) of the whole run.
+    const SegmentSettings settings = makeSettings(request.arguments);
 
+    installInterruptHandler(stderrIsTerminal());
     try {
         checkOutputFolder(request.outputDir);
     } catch (const CliError& e) {
@@ -94,13 +87,14 @@ int runSegment(SegmentRequest& request) {
         return kExitFailure;
     }
 
-    const std::vector<std::string> folders = outputFolders(request.inputs, request.outputDir);
-    installInterruptHandler(stderrIsTerminal());
+    const std::vector<std::string> folders = volumeFolders(request.inputs, request.outputDir);
     ProgressBoard board(stderrIsTerminal());
     std::atomic<std::size_t> next{0};
     std::atomic<int> failures{0};
 
-    auto worker = [&]() {
+    auto worker = [&](int threads) {
+        SegmentSettings volumeSettings = settings;
+        volumeSettings.engine.threads = threads;
         for (std::size_t i = next++; i < request.inputs.size(); i = next++) {
             const std::string& input = request.inputs[i];
             const std::string name = printable(fs::path(input).filename().string());
@@ -109,7 +103,7 @@ int runSegment(SegmentRequest& request) {
                 board.update(slot, name, done, total);
             };
             try {
-                const VolumeSummary summary = segmentFile(input, folders[i], settings, progress);
+                const VolumeSummary summary = segmentFile(input, folders[i], volumeSettings, progress);
                 board.finish(slot, doneLine(summary), false);
             } catch (const CliError& e) {
                 ++failures;
@@ -121,10 +115,11 @@ int runSegment(SegmentRequest& request) {
         }
     };
 
-    const std::size_t threads = std::min<std::size_t>(static_cast<std::size_t>(request.jobs), request.inputs.size());
+    const ThreadPlan plan = planThreads(request.jobs, request.arguments.threads,
+                                        static_cast<int>(request.inputs.size()), resolvedThreads(0));
     std::vector<std::thread> pool;
-    for (std::size_t t = 1; t < threads; ++t) pool.emplace_back(worker);
-    worker();
+    for (int slot = 1; slot < plan.volumesAtOnce; ++slot) pool.emplace_back(worker, plan.threadsFor(slot));
+    worker(plan.threadsFor(0));
     for (std::thread& thread : pool) thread.join();
     return failures == 0 ? 0 : kExitFailure;
 }
@@ -134,7 +129,17 @@ int runSegment(SegmentRequest& request) {
 void addSegmentCommand(CLI::App& app, int& exitStatus) {
     auto request = std::make_shared<SegmentRequest>();
     CLI::App* cmd = app.add_subcommand("segment", "Segment OCT volumes; one output folder per volume");
-    declareSegmentOptions(*cmd, *request);
+    cmd->add_option("INPUT", request->inputs,
+                    "Volume files: .img (raw device cube), .raw (with --shape), .npy, .tif/.tiff, .vol, DICOM (.dcm)")
+        ->required();
+    cmd->add_option("-o,--output", request->outputDir, "Folder that receives OUTDIR/<input stem>/")
+        ->required()
+        ->type_name("OUTDIR");
+    declareSegmentOptions(*cmd, request->arguments);
+    cmd->add_option("-j,--jobs", request->jobs, "Segment N volumes at once (at most --threads)")
+        ->check(CLI::Range(1, 256))
+        ->type_name("N")
+        ->default_str("1");
     cmd->callback([request, &exitStatus]() { exitStatus = runSegment(*request); });
 }
 

@@ -15,12 +15,13 @@ ThicknessMap computeThickness(const Result& result, const Spacing& spacing) {
     const double scale = map.micrometres ? spacing.depthUm : 1.0;
     const float missing = std::numeric_limits<float>::quiet_NaN();
 
-    map.values.resize(result.upperDepth.size(), missing);
+    map.values.resize(result.upperBoundary.size(), missing);
     for (std::size_t i = 0; i < map.values.size(); ++i) {
-        const int upper = result.upperDepth[i];
-        const int lower = result.lowerDepth[i];
-        if (upper < 0 || lower < 0 || lower < upper) continue;
-        map.values[i] = static_cast<float>((lower - upper) * scale);
+        const float upper = result.upperBoundary[i];
+        const float lower = result.lowerBoundary[i];
+        // NaN fails the comparison, so a missing boundary leaves the position unmeasured.
+        if (!(lower >= upper)) continue;
+        map.values[i] = static_cast<float>((static_cast<double>(lower) - upper) * scale);
     }
     return map;
 }
@@ -37,9 +38,9 @@ double percentileOfSorted(const std::vector<float>& sorted, double percent) {
 ThicknessSummary summariseThickness(const Result& result, const ThicknessMap& map) {
     ThicknessSummary summary;
     summary.positions = map.values.size();
-    for (std::size_t i = 0; i < result.upperDepth.size(); ++i) {
-        if (result.upperDepth[i] >= 0) ++summary.upperFound;
-        if (result.lowerDepth[i] >= 0) ++summary.lowerFound;
+    for (std::size_t i = 0; i < result.upperBoundary.size(); ++i) {
+        if (!std::isnan(result.upperBoundary[i])) ++summary.upperFound;
+        if (!std::isnan(result.lowerBoundary[i])) ++summary.lowerFound;
     }
 
     std::vector<float> measured;

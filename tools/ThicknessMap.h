@@ -20,9 +20,10 @@ struct Spacing {
     bool lateralKnown() const { return aScanUm > 0.0 && bScanUm > 0.0; }
 };
 
-/// One value per (B-scan, A-scan) position, element b*numAScans + a: lower minus upper boundary depth, in
-/// micrometres when the depth spacing is known and in samples otherwise. NaN where either boundary is
-/// missing, or where the lower boundary lies above the upper one (no layer can be measured there).
+/// One value per (B-scan, A-scan) position, element b*numAScans + a: lower minus upper boundary depth
+/// (Result::lowerBoundary - Result::upperBoundary, whichever mode filled them), in micrometres when the depth
+/// spacing is known and in samples otherwise. NaN where either boundary is missing, or where the lower
+/// boundary lies above the upper one (no layer can be measured there).
 struct ThicknessMap {
     int numBScans = 0;
     int numAScans = 0;
@@ -37,7 +38,7 @@ ThicknessMap computeThickness(const Result& result, const Spacing& spacing);
 
 struct ThicknessSummary {
     std::size_t positions = 0;
-    std::size_t upperFound = 0;  ///< positions with an upper boundary
+    std::size_t upperFound = 0;  ///< positions with an upper boundary (Result::upperBoundary not NaN)
     std::size_t lowerFound = 0;  ///< positions with a lower boundary
     std::size_t measured = 0;    ///< positions with a thickness
     double coverage = 0.0;       ///< measured / positions

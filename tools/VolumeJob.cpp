@@ -4,17 +4,22 @@
 #include "Interrupt.h"
 #include "Pictures.h"
 #include "Report.h"
+#include "ThreadPlan.h"
 
 #include <Velin/Io/AtomicFile.h>
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/PngFile.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
+#include <functional>
 #include <new>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 namespace velin {
 namespace cli {
@@ -34,9 +39,15 @@ std::string overlayName(int bScan) {
     return name;
 }
 
-// Collects the names of the files written, and turns a failed write into an error naming the file. A folder
-// this volume created is removed again, with what was written into it, when the volume fails before its
-// report is complete, so that no empty or half-filled folder is left behind; a reused folder is kept.
+// One output file: its name and how to write it to a path.
+struct OutputFile {
+    std::string name;
+    std::function<void(const std::string&)> write;
+};
+
+// Collects the names of the files written, and turns a failed write into an error naming the file.
+// A folder this volume created is removed again, with what was written into it, when the volume fails before
+// its report is complete, so that no empty or half-filled folder is left behind; a reused folder is kept.
 class OutputFolder {
 public:
     explicit OutputFolder(std::string dir) : dir_(std::move(dir)) {
@@ -55,13 +66,39 @@ public:
 
     template <typename Write>
     void write(const std::string& name, Write&& writeTo) {
-        const std::string path = (fs::path(dir_) / name).string();
-        try {
-            writeTo(path);
-        } catch (const io::FileWriteError& e) {
-            throw CliError(e.what(), path);
-        }
+        writeFile(name, writeTo);
         names_.push_back(name);
+    }
+
+    /// Writes several files on up to `threads` threads: compressing the pictures is most of the program's own
+    /// work. The names are recorded in the order given; the first failure in that order is thrown once every
+    /// writer has ended.
+    void writeAll(const std::vector<OutputFile>& files, int threads) {
+        std::vector<std::exception_ptr> failures(files.size());
+        std::atomic<std::size_t> next{0};
+        auto worker = [&] {
+            for (std::size_t k = next++; k < files.size(); k = next++) {
+                try {
+                    writeFile(files[k].name, files[k].write);
+                } catch (...) {
+                    failures[k] = std::current_exception();
+                }
+            }
+        };
+        std::vector<std::thread> pool;
+        for (int t = 1; t < std::min<int>(threads, static_cast<int>(files.size())); ++t) pool.emplace_back(worker);
+        worker();
+        for (std::thread& thread : pool) thread.join();
+        // Every file written is recorded, also past a failure, so that a folder this volume created can be
+        // cleared again.
+        std::exception_ptr first;
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            if (!failures[i])
+                names_.push_back(files[i].name);
+            else if (!first)
+                first = failures[i];
+        }
+        if (first) std::rethrow_exception(first);
     }
 
     /// Every output is written: the folder stays whatever happens next.
@@ -69,61 +106,64 @@ public:
     const std::vector<std::string>& names() const { return names_; }
 
 private:
+    template <typename Write>
+    void writeFile(const std::string& name, Write&& writeTo) const {
+        const std::string path = (fs::path(dir_) / name).string();
+        try {
+            writeTo(path);
+        } catch (const io::FileWriteError& e) {
+            throw CliError(e.what(), path);
+        }
+    }
+
     std::string dir_;
     std::vector<std::string> names_;
     bool created_ = false;
     bool complete_ = false;
 };
 
-// The error line of a volume that could not be segmented says what a user can change about it.
-std::string failureText(const Result& result, int axialFactor) {
-    if (result.outcome == Outcome::TooFewBScans)
-        return "the volume has " + std::to_string(result.numBScans) + " B-scan" + (result.numBScans == 1 ? "" : "s") +
-               ", at least 10 are needed; report.json written";
-    return "no B-scan could be segmented with axial factor " + std::to_string(axialFactor) +
-           "; check the depth spacing (--spacing-um) or choose --axial-factor; report.json written";
-}
-
 // A folder reused from an earlier run may hold outputs this run does not write again: overlays of other
 // B-scans, or the planes of a run that segmented when this one could not. They would contradict report.json,
 // so they go; files the program never writes are left alone.
 void removeStaleOutputs(const std::string& dir, const std::vector<std::string>& written) {
-    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",
-                                                     "rnfl_weight.npy", "thickness.npy", "thickness.png"};
-    auto isOverlay = [](const std::string& name) {
-        return name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
-               std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
-    };
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(dir, error)) {
         const std::string name = entry.path().filename().string();
-        if ((fixedNames.count(name) || isOverlay(name)) &&
-            std::find(written.begin(), written.end(), name) == written.end())
+        if (isOutputName(name) && std::find(written.begin(), written.end(), name) == written.end())
             fs::remove(entry.path(), error);
     }
 }
 
 }  // namespace
 
+bool isOutputName(const std::string& name) {
+    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",           "ilm_value.npy",
+                                                     "rnfl_weight.npy", "ilm_confidence.npy", "rnfl_confidence.npy",
+                                                     "thickness.npy",   "thickness.png",      "report.json"};
+    const bool overlay = name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
+                         std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
+    return overlay || fixedNames.count(name) > 0;
+}
+
 GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
     switch (choice) {
-    case GridChoice::Etdrs:
-        return GridKind::Etdrs;
-    case GridChoice::Circle:
-        return GridKind::Circle;
-    case GridChoice::None:
-        return GridKind::None;
-    case GridChoice::Auto:
-        break;
+        case GridChoice::Etdrs:
+            return GridKind::Etdrs;
+        case GridChoice::Circle:
+            return GridKind::Circle;
+        case GridChoice::None:
+            return GridKind::None;
+        case GridChoice::Auto:
+            break;
     }
     if (scanKind == "macula") return GridKind::Etdrs;
     if (scanKind == "disc") return GridKind::Circle;
     return GridKind::None;
 }
 
-SpacingChoice chooseSpacing(const io::Volume& volume, const SegmentSettings& settings) {
+SpacingChoice chooseSpacing(const VolumeInput& volume, const SegmentSettings& settings) {
     if (settings.spacingGiven) return {settings.spacing, "command line", {}};
-    const Spacing spacing{volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm};
+    const Spacing& spacing = volume.spacing;
     const bool any = spacing.depthUm > 0 || spacing.aScanUm > 0 || spacing.bScanUm > 0;
     return {spacing, any ? "file" : "unknown", volume.notes};
 }
@@ -141,39 +181,42 @@ VolumeSummary segmentFile(const std::string& input, const std::string& outputDir
     return segmentVolume(volume, input, outputDir, settings, progress);
 }
 
-VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, const std::string& outputDir,
-                            const SegmentSettings& settings, const ProgressCallback& progress) {
-    VolumeSummary summary;
-    summary.input = label;
-    summary.outputDir = outputDir;
+std::string failureText(const Result& result) {
+    if (result.outcome == Outcome::TooFewBScans)
+        return "the volume has " + std::to_string(result.numBScans) + " B-scan" + (result.numBScans == 1 ? "" : "s") +
+               ", at least 10 are needed; report.json written";
+    return "no B-scan could be segmented with axial factor " + std::to_string(result.axialFactor) +
+           "; check the depth spacing (--spacing-um) or choose --axial-factor; report.json written";
+}
 
+MeasuredVolume measureVolume(const VolumeInput& volume, const SegmentSettings& settings,
+                             const ProgressCallback& progress) {
+    MeasuredVolume measured;
+    const VolumeView& view = volume.view;
     const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
+    ReportInput& input = measured.input;
     const SpacingChoice spacing = chooseSpacing(volume, settings);
-    ReportInput input{label,           volume.numBScans, volume.numAScans, volume.depth, eye,
-                      volume.scanKind, spacing.spacing,  spacing.source,   {},           spacing.notes};
-    summary.notes = spacing.notes;
+    input = {volume.label,    view.numBScans,  view.numAScans, view.depth, eye,
+             volume.scanKind, spacing.spacing, spacing.source, {},         spacing.notes};
 
-    const AxialChoice axial = chooseAxialFactor(settings.axialFactor, input.spacing.depthUm, volume.depth);
+    const AxialChoice axial = chooseAxialFactor(settings.axialFactor, input.spacing.depthUm, view.depth);
     input.axialFactorSource = axial.source;
-    const VolumeView view{volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth};
-    Options options = settings.engine;
-    options.axialFactor = axial.factor;
-    options.progress = progress;
-    try {
-        summary.result = segment(view, options);
-    } catch (const std::invalid_argument& e) {
-        throw CliError(e.what(), label);
-    } catch (const std::bad_alloc&) {
-        throw CliError("not enough memory to segment the volume", label);
-    }
-    const Result& result = summary.result;
+    measured.options = settings.engine;
+    measured.options.axialFactor = axial.factor;
+    measured.options.depthSpacingUm = input.spacing.depthUm;
+    measured.options.aScanSpacingUm = input.spacing.aScanUm;
+    measured.options.bScanSpacingUm = input.spacing.bScanUm;
+    measured.options.progress = progress;
+    measured.result = segment(view, measured.options);
+    // The callback may refer to the caller's state, which need not outlive this call.
+    measured.options.progress = nullptr;
+    const Result& result = measured.result;
 
-    const ThicknessMap map = computeThickness(result, input.spacing);
-    summary.thickness = summariseThickness(result, map);
-    summary.unit = map.unit();
+    measured.map = computeThickness(result, input.spacing);
+    measured.thickness = summariseThickness(result, measured.map);
 
     GridKind kind = chooseGrid(settings.grid, volume.scanKind);
-    std::string gridNote;
+    std::string& gridNote = measured.gridNote;
     if (settings.grid == GridChoice::Auto && kind == GridKind::None)
         gridNote = "scan kind unknown; choose one with --grid";
     if (settings.grid == GridChoice::None) gridNote = "not asked for";
@@ -187,50 +230,101 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     }
     // Auto choosing none is routine; a grid named on the command line and not drawn deserves a word.
     if (kind == GridKind::None && (settings.grid == GridChoice::Etdrs || settings.grid == GridChoice::Circle))
-        summary.gridSkipped = gridNote;
-    GridResult grid;
-    if (kind != GridKind::None) {
-        const GridCentre centre =
-            kind == GridKind::Etdrs ? findMacularCentre(view, result, input.spacing) : findDiscCentre(result);
-        grid = evaluateGrid(kind, centre, map, input.spacing, eye);
-    }
+        measured.gridSkipped = gridNote;
+    if (kind != GridKind::None) measured.grid = gridOf(kind, view, measured);
+    return measured;
+}
 
+GridResult gridOf(GridKind kind, const VolumeView& view, const MeasuredVolume& measured) {
+    const Spacing& spacing = measured.input.spacing;
+    const GridCentre centre =
+        kind == GridKind::Etdrs ? findMacularCentre(view, measured.result, spacing) : findDiscCentre(measured.result);
+    return evaluateGrid(kind, centre, measured.map, spacing, measured.input.eye);
+}
+
+std::vector<PlaneFile> planeFiles(const MeasuredVolume& measured) {
+    const Result& result = measured.result;
+    std::vector<PlaneFile> planes = {{"ilm.npy", nullptr, result.upperBoundary.data()},
+                                     {"rnfl.npy", nullptr, result.lowerBoundary.data()}};
+    if (result.boundaries == Boundaries::Refined) {
+        planes.push_back({"ilm_confidence.npy", nullptr, result.upperConfidence.data()});
+        planes.push_back({"rnfl_confidence.npy", nullptr, result.lowerConfidence.data()});
+    }
+    planes.push_back({"ilm_value.npy", result.upperValue.data(), nullptr});
+    planes.push_back({"rnfl_weight.npy", result.lowerWeight.data(), nullptr});
+    planes.push_back({"thickness.npy", nullptr, measured.map.values.data()});
+    return planes;
+}
+
+std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolume& measured,
+                                      const std::string& outputDir) {
+    const Result& result = measured.result;
+    const ThicknessMap& map = measured.map;
     // The folder is made only now, so that a volume that fails to read or is interrupted leaves none; once
     // writing has begun, Ctrl-C waits until the volume's files are complete.
     const OutputWriting writing;
     OutputFolder out(outputDir);
     if (result.segmented()) {
         const int rows = result.numBScans, cols = result.numAScans;
-        out.write("ilm.npy", [&](const std::string& p) { io::writeNpy(p, result.upperDepth.data(), rows, cols); });
-        out.write("rnfl.npy", [&](const std::string& p) { io::writeNpy(p, result.lowerDepth.data(), rows, cols); });
-        out.write("ilm_value.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.upperValue.data(), rows, cols); });
-        out.write("rnfl_weight.npy",
-                  [&](const std::string& p) { io::writeNpy(p, result.lowerWeight.data(), rows, cols); });
-        out.write("thickness.npy", [&](const std::string& p) { io::writeNpy(p, map.values.data(), rows, cols); });
-        out.write("thickness.png", [&](const std::string& p) {
-            io::writePng(p, toPicture(renderThicknessMap(map, input.spacing, grid)));
-        });
+        std::vector<OutputFile> files;
+        for (const PlaneFile& plane : planeFiles(measured))
+            files.push_back({plane.name, [&, plane](const std::string& p) {
+                                 if (plane.int16 != nullptr)
+                                     io::writeNpy(p, plane.int16, rows, cols);
+                                 else
+                                     io::writeNpy(p, plane.float32, rows, cols);
+                             }});
+        files.push_back({"thickness.png", [&](const std::string& p) {
+                             io::writePng(p, toPicture(renderThicknessMap(map, measured.input.spacing, measured.grid)));
+                         }});
         for (int bScan : overlayBScans(rows))
-            out.write(overlayName(bScan), [&](const std::string& p) {
-                io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
-            });
+            files.push_back({overlayName(bScan), [&, bScan](const std::string& p) {
+                                 io::writePng(p, toPicture(renderOverlay(view, result, bScan)));
+                             }});
+        out.writeAll(files, resolvedThreads(measured.options.threads));
     }
 
     std::vector<std::string> files = out.names();
     files.push_back("report.json");
-    const std::string report =
-        reportText(buildReport(input, options, result, map, summary.thickness, grid, gridNote, files));
+    const nlohmann::ordered_json json = buildReport(measured.input, measured.options, result, map, measured.thickness,
+                                                    measured.grid, measured.gridNote, files);
+    const std::string report = reportText(json);
     out.write("report.json", [&](const std::string& p) {
         io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});
     });
     out.keep();
-    summary.files = out.names();
-    removeStaleOutputs(outputDir, summary.files);
+    removeStaleOutputs(outputDir, out.names());
+    return out.names();
+}
 
-    if (!result.segmented()) {
+VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, const std::string& outputDir,
+                            const SegmentSettings& settings, const ProgressCallback& progress) {
+    const VolumeInput input{{volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth},
+                            label,
+                            volume.eye,
+                            volume.scanKind,
+                            {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm},
+                            volume.notes};
+    MeasuredVolume measured;
+    try {
+        measured = measureVolume(input, settings, progress);
+    } catch (const std::invalid_argument& e) {
+        throw CliError(e.what(), label);
+    } catch (const std::bad_alloc&) {
+        throw CliError("not enough memory to segment the volume", label);
+    }
+    VolumeSummary summary;
+    summary.input = label;
+    summary.outputDir = outputDir;
+    summary.files = writeOutputs(input.view, measured, outputDir);
+    summary.unit = measured.map.unit();
+    summary.thickness = measured.thickness;
+    summary.gridSkipped = measured.gridSkipped;
+    summary.notes = measured.input.notes;
+    summary.result = std::move(measured.result);
+    if (!summary.result.segmented()) {
         // A spacing the file could not give may be why (the automatic axial factor follows it): say so too.
-        std::string text = failureText(result, axial.factor);
+        std::string text = failureText(summary.result);
         for (const std::string& note : summary.notes) text += "; note: " + note;
         throw CliError(text, label);
     }

@@ -1,10 +1,10 @@
 #pragma once
 
-// The rules for the arguments of a segmentation call, shared by every entry that checks them: the C entry
-// (velin_segment, velin_segment_ex), the checked C++ entry (velin::segment), the program's options and the
-// Python module. The rules live in this header alone so that the shared library's C entry and the static
-// checked entry compile the very same rules without the library exporting a C++ symbol. The exported class
-// CVelinLayerSegment checks nothing but the B-scan count and stays so.
+// The rules for the arguments of a segmentation call, shared by every entry that checks them: the C entries
+// (velin_segment, velin_segment_ex, velin_segment_with_options, velin_refine_boundaries), the checked C++
+// entry (velin::segment), the program's options and the Python module. The rules live in this header alone so that the
+// shared library's C entry and the static checked entry compile the very same rules without the library exporting a C++
+// symbol. The exported class CVelinLayerSegment checks nothing but the B-scan count and stays so.
 
 #include <Velin/velin_c.h>
 
@@ -26,6 +26,21 @@ constexpr int kMaxAxialFactor = 8;
 /// about 2^31 / 10 on the engine's step count overflows. Negative levels count as 0, as in the engine.
 constexpr int kMaxSmoothing = 1000;
 
+/// Most threads one call may ask for (Options::threads, velin_options.threads; 0 = one per processor core).
+/// Each thread beyond the first holds working images of its own, so an absurd count would cost memory
+/// rather than time; the limit is above the cores of any single machine the library runs on.
+constexpr int kMaxThreads = 1024;
+
+/// Plausible sample spacings in micrometres. Along depth and between A-scans: 0.1 um to 1 mm; OCT samples
+/// lie a few micrometres apart in depth and a few to some tens of micrometres apart laterally, so the range
+/// leaves two orders of magnitude either way. Between B-scans up to 10 mm: sparse line scans step further,
+/// but no scan covers more than a few centimetres of the fundus. The refined boundaries size their rules in
+/// samples from these spacings, and the program its pictures and grids; 0 stands for "unknown" wherever a
+/// spacing is optional.
+constexpr double kMinSpacingUm = 0.1;
+constexpr double kMaxSampleSpacingUm = 1000.0;
+constexpr double kMaxBScanSpacingUm = 10000.0;
+
 /// The arguments of one call as the checks see them.
 struct CallArguments {
     bool hasVolume = true;
@@ -36,6 +51,13 @@ struct CallArguments {
     float auxParameter = 0.0f;
     int smoothing = 0;
     int axialFactor = 1;
+    int threads = 0;
+    /// velin_options.size as the caller set it (the checks of a call without options see the right size).
+    int optionsSize = static_cast<int>(sizeof(velin_options));
+    /// Micrometres; 0 = unknown.
+    double depthSpacingUm = 0.0;
+    double aScanSpacingUm = 0.0;
+    double bScanSpacingUm = 0.0;
     /// The checked C++ entry pads every A-scan to a multiple of 32 samples, so its size limits apply to the
     /// padded depth; the C entry takes the depth as it is.
     bool padsDepth = false;
@@ -69,17 +91,31 @@ inline ArgumentProblem problem(int status, std::string argument, std::string com
     return {status, std::move(argument), std::move(complaint)};
 }
 
+/// What is wrong with a spacing of `um` micrometres whose largest plausible value is `most`; empty when
+/// nothing is. Written so that NaN fails too.
+inline std::string spacingComplaint(double um, double most) {
+    if (um >= kMinSpacingUm && um <= most) return {};
+    return numberText(um) + " um is outside " + numberText(kMinSpacingUm) + " to " + numberText(most) + " um";
+}
+
 }  // namespace detail
 
-/// The tuning values alone, as the program checks its options before reading any file: axialFactor 1..8;
-/// gapScale finite, not 0 and not so close to 0 that the gap limit trunc(100 / gapScale + 0.5) + 5
-/// overflows 32 bits (negative values switch bridging off); widthSelector and auxParameter finite;
-/// smoothing at most kMaxSmoothing.
+/// What is wrong with a spacing of `um` micrometres along depth or between A-scans (bScan false) or between
+/// B-scans (bScan true), e.g. "inf um is outside 0.1 to 1000 um"; empty when it is plausible. 0 is not
+/// plausible here: callers for which 0 means "unknown" test for it first.
+inline std::string spacingProblem(double um, bool bScan) {
+    return detail::spacingComplaint(um, bScan ? kMaxBScanSpacingUm : kMaxSampleSpacingUm);
+}
+
+/// The options alone, as the program checks them before reading any file: axialFactor 1..8; gapScale
+/// finite, not 0 and not so close to 0 that the gap limit trunc(100 / gapScale + 0.5) + 5 overflows 32 bits
+/// (negative values switch bridging off); widthSelector and auxParameter finite; smoothing at most
+/// kMaxSmoothing; threads 0..kMaxThreads; the options' layout size; each spacing 0 (unknown) or plausible.
 inline ArgumentProblem checkOptions(const CallArguments& call) {
     using detail::numberText;
     using detail::problem;
     if (call.axialFactor < 1 || call.axialFactor > kMaxAxialFactor)
-        return problem(VELIN_ERR_BAD_OPTION, "axialFactor",
+        return problem(VELIN_ERR_BAD_OPTIONS, "axialFactor",
                        std::to_string(call.axialFactor) + " is outside 1.." + std::to_string(kMaxAxialFactor));
     const float gapScale = call.gapScale;
     if (gapScale == 0.0f || !std::isfinite(gapScale))
@@ -89,12 +125,33 @@ inline ArgumentProblem checkOptions(const CallArguments& call) {
         gapLimit > static_cast<double>(detail::kInt32Max - 5))
         return problem(VELIN_ERR_BAD_GAP_SCALE, "gapScale", numberText(gapScale) + " is too close to 0");
     if (!std::isfinite(call.widthSelector))
-        return problem(VELIN_ERR_BAD_OPTION, "widthSelector", numberText(call.widthSelector) + " must be finite");
+        return problem(VELIN_ERR_BAD_OPTIONS, "widthSelector", numberText(call.widthSelector) + " must be finite");
     if (!std::isfinite(call.auxParameter))
-        return problem(VELIN_ERR_BAD_OPTION, "auxParameter", numberText(call.auxParameter) + " must be finite");
+        return problem(VELIN_ERR_BAD_OPTIONS, "auxParameter", numberText(call.auxParameter) + " must be finite");
     if (call.smoothing > kMaxSmoothing)
-        return problem(VELIN_ERR_BAD_OPTION, "smoothing",
+        return problem(VELIN_ERR_BAD_OPTIONS, "smoothing",
                        std::to_string(call.smoothing) + " is above " + std::to_string(kMaxSmoothing));
+    if (call.threads < 0 || call.threads > kMaxThreads)
+        return problem(VELIN_ERR_BAD_OPTIONS, "threads",
+                       std::to_string(call.threads) + " is outside 0.." + std::to_string(kMaxThreads) +
+                           " (0 = one per processor core)");
+    if (call.optionsSize != static_cast<int>(sizeof(velin_options)))
+        return problem(VELIN_ERR_BAD_OPTIONS, "options.size",
+                       std::to_string(call.optionsSize) +
+                           " is not sizeof(velin_options) = " + std::to_string(sizeof(velin_options)));
+    struct Spacing {
+        const char* name;
+        double um;
+        bool bScan;
+    };
+    const Spacing spacings[] = {{"depthSpacingUm", call.depthSpacingUm, false},
+                                {"aScanSpacingUm", call.aScanSpacingUm, false},
+                                {"bScanSpacingUm", call.bScanSpacingUm, true}};
+    for (const Spacing& spacing : spacings) {
+        if (spacing.um == 0.0) continue;
+        const std::string complaint = spacingProblem(spacing.um, spacing.bScan);
+        if (!complaint.empty()) return problem(VELIN_ERR_BAD_SPACING, spacing.name, complaint + " (0 = unknown)");
+    }
     return {};
 }
 

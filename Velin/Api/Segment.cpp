@@ -36,6 +36,33 @@ extern "C" void relayProgress(int done, int total, void* user) {
     }
 }
 
+// The result's depths as floats: the engine's whole samples, or the refinement's on the input's samples.
+void fillBoundaries(const VolumeView& volume, const Options& options, Result& result) {
+    const std::size_t size = result.upperDepth.size();
+    result.boundaries = options.boundaries;
+    result.upperBoundary.assign(size, std::numeric_limits<float>::quiet_NaN());
+    result.lowerBoundary.assign(size, std::numeric_limits<float>::quiet_NaN());
+    if (options.boundaries == Boundaries::Legacy) {
+        for (std::size_t i = 0; i < size; ++i) {
+            if (result.upperDepth[i] >= 0) result.upperBoundary[i] = result.upperDepth[i];
+            if (result.lowerDepth[i] >= 0) result.lowerBoundary[i] = result.lowerDepth[i];
+        }
+        return;
+    }
+    result.upperConfidence.assign(size, 0.0f);
+    result.lowerConfidence.assign(size, 0.0f);
+    if (!result.segmented()) return;
+    const int status =
+        velin_refine_boundaries(volume.data, volume.numBScans, volume.numAScans, volume.depth, result.upperDepth.data(),
+                                result.lowerDepth.data(), options.depthSpacingUm, options.aScanSpacingUm,
+                                options.bScanSpacingUm, result.upperBoundary.data(), result.lowerBoundary.data(),
+                                result.upperConfidence.data(), result.lowerConfidence.data(), options.threads);
+    if (status == VELIN_ERR_OUT_OF_MEMORY) throw std::bad_alloc();
+    if (status != VELIN_OK)
+        throw std::runtime_error(std::string("velin::segment: refining the boundaries: ") +
+                                 velin_status_message(status));
+}
+
 }  // namespace
 
 CallArguments callArguments(const VolumeView& volume, const Options& options) {
@@ -49,6 +76,10 @@ CallArguments callArguments(const VolumeView& volume, const Options& options) {
     call.auxParameter = options.auxParameter;
     call.smoothing = options.smoothing;
     call.axialFactor = options.axialFactor;
+    call.threads = options.threads;
+    call.depthSpacingUm = options.depthSpacingUm;
+    call.aScanSpacingUm = options.aScanSpacingUm;
+    call.bScanSpacingUm = options.bScanSpacingUm;
     call.padsDepth = true;
     return call;
 }
@@ -86,11 +117,14 @@ Result segment(const VolumeView& volume, const Options& options) {
     }
 
     ProgressRelay relay{&options.progress, nullptr};
-    const int status = velin_segment_ex(
+    velin_options engineOptions;
+    velin_options_init(&engineOptions);
+    engineOptions.threads = options.threads;
+    const int status = velin_segment_with_options(
         samples, volume.numBScans, volume.numAScans, result.engineDepth, result.upperDepth.data(),
         result.lowerDepth.data(), result.upperValue.data(), result.lowerWeight.data(), options.gapScale,
         options.widthSelector, options.auxParameter, options.smoothing, options.progress ? relayProgress : nullptr,
-        options.progress ? &relay : nullptr, &result.bscansSegmented);
+        options.progress ? &relay : nullptr, &result.bscansSegmented, &engineOptions);
     if (relay.error) std::rethrow_exception(relay.error);
 
     switch (status) {
@@ -100,10 +134,12 @@ Result segment(const VolumeView& volume, const Options& options) {
         case VELIN_ERR_TOO_FEW_BSCANS:
             result.outcome = Outcome::TooFewBScans;
             result.bscansSegmented = 0;
+            fillBoundaries(volume, options, result);
             return result;
         case VELIN_ERR_NO_BSCAN_FOUND:
             result.outcome = Outcome::NoBScanSegmented;
             result.bscansSegmented = 0;
+            fillBoundaries(volume, options, result);
             return result;
         case VELIN_ERR_OUT_OF_MEMORY:
             throw std::bad_alloc();
@@ -112,7 +148,7 @@ Result segment(const VolumeView& volume, const Options& options) {
         case VELIN_ERR_BAD_SIZE:
         case VELIN_ERR_SIZE_OVERFLOW:
         case VELIN_ERR_BAD_GAP_SCALE:
-        case VELIN_ERR_BAD_OPTION:
+        case VELIN_ERR_BAD_OPTIONS:
             rejectArgument(velin_status_message(status));
         default:
             throw std::runtime_error(std::string("velin::segment: ") + velin_status_message(status));
@@ -122,6 +158,7 @@ Result segment(const VolumeView& volume, const Options& options) {
         for (auto* plane : {&result.upperDepth, &result.lowerDepth})
             for (auto& value : *plane) value = inputDepth(value, result.axialFactor, volume.depth);
     }
+    fillBoundaries(volume, options, result);
     return result;
 }
 

@@ -25,6 +25,15 @@ struct VolumeView {
 /// Exceptions it throws are held back until the engine has finished and then rethrown from segment().
 using ProgressCallback = std::function<void(int done, int total)>;
 
+/// Which boundaries fill Result::upperBoundary and Result::lowerBoundary.
+enum class Boundaries {
+    /// The engine's own depths, whole samples (the planes upperDepth and lowerDepth as floats).
+    Legacy,
+    /// The engine's depths refined on the input's samples: sub-sample depths of the top of the retina and of
+    /// the lower nerve-fibre-layer boundary, each with a confidence (docs/refined-boundaries.md).
+    Refined
+};
+
 /// Tuning values of the engine.
 struct Options {
     /// How many B-scans a gap in a boundary may span and still be bridged across B-scans: gaps shorter than
@@ -45,6 +54,18 @@ struct Options {
     /// too thin for them and no B-scan is segmented. A factor of round(depth spacing / 1.95 um) brings such
     /// scans to the engine's scale. 1 leaves the volume as it is, bit for bit.
     int axialFactor = 1;
+    /// B-scans segmented at once: 0 = one per processor core, 1 = one at a time, at most kMaxThreads. The
+    /// result does not depend on it. Each thread beyond the first holds working images of its own, about 34 bytes per
+    /// sample of one B-scan (18 MB for 512 x 1024).
+    int threads = 0;
+    /// The boundaries the result carries as depths in samples (the four planes are the engine's either way).
+    Boundaries boundaries = Boundaries::Refined;
+    /// Sample spacing in micrometres along depth, between A-scans and between B-scans, used by the refined
+    /// boundaries to size their rules; 0 = unknown (derived from the depth, resp. a 6 mm field). Otherwise
+    /// 0.1 to 1000 um, and up to 10000 um between B-scans (kMinSpacingUm and the rest in ArgumentCheck.h).
+    double depthSpacingUm = 0.0;
+    double aScanSpacingUm = 0.0;
+    double bScanSpacingUm = 0.0;
     ProgressCallback progress;
 };
 
@@ -72,6 +93,17 @@ struct Result {
     std::vector<std::int16_t> upperValue;   ///< normalised response at the upper point x 100, 0 = none
     std::vector<std::int16_t> lowerWeight;  ///< weight of the lower point x 100, 0 = none
 
+    /// The mode that filled the four vectors below (Options::boundaries).
+    Boundaries boundaries = Boundaries::Legacy;
+    /// Depths in samples of the input: a boundary at z means the tissue below it begins at sample z (a sharp
+    /// step from sample 99 to 100 is 100.0). NaN where not found. Legacy: upperDepth and lowerDepth as
+    /// whole numbers.
+    std::vector<float> upperBoundary;
+    std::vector<float> lowerBoundary;
+    /// Refined mode only (empty otherwise): confidence of each point, 0 (not found) to 1.
+    std::vector<float> upperConfidence;
+    std::vector<float> lowerConfidence;
+
     bool segmented() const { return outcome == Outcome::Segmented; }
 };
 
@@ -79,10 +111,11 @@ struct Result {
 ///
 /// Throws std::invalid_argument, with a message naming the argument and its value, for a null data pointer,
 /// a non-positive size, an axialFactor outside 1..8, sizes whose product (after resampling and depth padding)
-/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), a gapScale
-/// that is 0, NaN, infinite or so close to 0 that the gap limit overflows, a widthSelector or auxParameter
-/// that is not finite, and a smoothing above 1000: the rules of checkArguments (ArgumentCheck.h). Throws
-/// std::bad_alloc when memory runs out and std::runtime_error for an internal failure of the engine.
+/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), a gapScale that is 0,
+/// NaN, infinite or so close to 0 that the gap limit overflows, a widthSelector or auxParameter that is not
+/// finite, a smoothing above 1000, a thread count outside 0..1024, and a spacing that is neither 0 (unknown)
+/// nor within its plausible range: the rules of checkArguments (ArgumentCheck.h). Throws std::bad_alloc when
+/// memory runs out and std::runtime_error for an internal failure of the engine.
 ///
 /// Depth padding: the engine copies each B-scan into its working image as one block, which lines the A-scans
 /// up only when the depth is a multiple of 32. When it is not (e.g. 496-sample scanners), each A-scan is
@@ -97,8 +130,12 @@ struct Result {
 /// that contains it, engine depth / axialFactor (integer division: the input sample whose extent holds the
 /// finer sample's centre); -1 stays -1, and a depth in the padding is -1.
 ///
+/// Refined boundaries (the default) are found on the input's own samples, whatever the axial factor, starting
+/// from the engine's depths; the spacings in the options size their rules. They cost about a tenth of the
+/// engine's time.
+///
 /// A volume of fewer than 10 B-scans, or one in which no B-scan could be segmented, is not an error: the
-/// result's outcome says so and its planes hold -1 (depths) and 0 (values) everywhere.
+/// result's outcome says so, its planes hold -1 (depths) and 0 (values) everywhere and its boundaries NaN.
 Result segment(const VolumeView& volume, const Options& options = Options());
 
 /// The arguments of segment(volume, options) as checkArguments (ArgumentCheck.h) sees them, for callers that

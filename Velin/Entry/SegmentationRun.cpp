@@ -18,7 +18,7 @@ constexpr int kMinBScans = 10;
 RunOutcome runSegmentation(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
                            short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
                            float auxParameter, int optionFlag, ProgressCallback progress, void* progressUser,
-                           int* bscansSegmented) {
+                           int* bscansSegmented, int threads) {
     if (bscansSegmented != nullptr) *bscansSegmented = 0;
     if (numBScans < kMinBScans) return RunOutcome::TooFewBScans;
 
@@ -26,6 +26,7 @@ RunOutcome runSegmentation(const unsigned char* volume, int numBScans, int numAS
     auto detector = std::make_unique<VelinDetectorIpp>();
     detector->setParameters(volume, numAScans, depth, numBScans, gapScale, widthSelector, auxParameter, optionFlag);
     detector->setProgressCallback(progress, progressUser);
+    detector->threadCount = threads;
     const bool found = detector->detectVolume();
     if (bscansSegmented != nullptr) *bscansSegmented = detector->successCount;
     if (!found) return RunOutcome::NothingFound;

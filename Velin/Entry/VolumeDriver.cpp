@@ -1,6 +1,8 @@
 #include <Velin/VelinDetectorIpp.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <thread>
 #include <vector>
 
 namespace Orvan {
@@ -13,6 +15,13 @@ constexpr int kFewScansLimit = 10;
 constexpr int kMinScansForConsistency = 3;
 // Neighbourhood argument of the cross-scan correction.
 constexpr int kCrossScanWidth = 2;
+
+// Threads worth starting: as many as asked for (0: one per processor core), never more than B-scans.
+int workerCount(int asked, int numBScans) {
+    int count = asked;
+    if (count <= 0) count = static_cast<int>(std::thread::hardware_concurrency());
+    return std::max(1, std::min(count, numBScans));
+}
 
 }  // namespace
 
@@ -27,9 +36,14 @@ bool VelinDetectorIpp::detectVolume() {
 
     if (!setupVolume()) return false;
 
-    for (int b = 0; b < numBScans; ++b) {
-        if (processBScan(b)) ++successCount;
-        if (progressCallback != nullptr) progressCallback(b + 1, numBScans, progressUser);
+    const int workers = workerCount(threadCount, numBScans);
+    if (workers > 1) {
+        processBScansInParallel(workers);
+    } else {
+        for (int b = 0; b < numBScans; ++b) {
+            if (processBScan(b)) ++successCount;
+            if (progressCallback != nullptr) progressCallback(b + 1, numBScans, progressUser);
+        }
     }
     const bool found = successCount >= 1;
     // The mask-cleaning queues are needed only per B-scan; released here, they do not add to the memory
@@ -48,6 +62,11 @@ bool VelinDetectorIpp::detectVolume() {
 }
 
 bool VelinDetectorIpp::processBScan(int bscanIndex) {
+    beginBScan();
+    return finishBScan(bscanIndex, loadBScan(bscanIndex));
+}
+
+void VelinDetectorIpp::beginBScan() {
     upperTraces.clear();
     lowerTraces.clear();
     upperSegments.clear();
@@ -55,8 +74,10 @@ bool VelinDetectorIpp::processBScan(int bscanIndex) {
     lowerWeights.clear();
     candidateLists.clear();
     filterStageMark = 0;
+}
 
-    const bool segmented = loadBScan(bscanIndex) && runFilterStage() && linkMaskEdges() && buildUpperSegments() &&
+bool VelinDetectorIpp::finishBScan(int bscanIndex, bool loaded) {
+    const bool segmented = loaded && runFilterStage() && linkMaskEdges() && buildUpperSegments() &&
                            refineUpperPoints() && traceBoundaries();
     // Every B-scan leaves one entry in each result list, so that entry k always belongs to B-scan k.
     storeResults(bscanIndex);

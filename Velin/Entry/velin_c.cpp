@@ -18,7 +18,7 @@ namespace {
 // The rules are those of the checked C++ entry (ArgumentCheck.h); here only the status code counts.
 int validate(const unsigned char* volume, int numBScans, int numAScans, int depth, const short* plane1,
              const short* plane2, const short* plane3, const short* plane4, float gapScale, float widthSelector,
-             float auxParameter, int optionFlag) {
+             float auxParameter, int optionFlag, const velin_options* options) {
     velin::CallArguments call;
     call.hasVolume = volume != nullptr;
     call.hasPlanes = plane1 != nullptr && plane2 != nullptr && plane3 != nullptr && plane4 != nullptr;
@@ -29,6 +29,11 @@ int validate(const unsigned char* volume, int numBScans, int numAScans, int dept
     call.widthSelector = widthSelector;
     call.auxParameter = auxParameter;
     call.smoothing = optionFlag;
+    // Only the one layout so far; a later one will accept this size too and give its new fields their defaults.
+    if (options != nullptr) {
+        call.optionsSize = options->size;
+        call.threads = options->threads;
+    }
     return velin::checkArguments(call).status;
 }
 
@@ -48,19 +53,38 @@ int velin_segment(const unsigned char* volume, int numBScans, int numAScans, int
 int velin_segment_ex(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1, short* plane2,
                      short* plane3, short* plane4, float gapScale, float widthSelector, float auxParameter,
                      int optionFlag, velin_progress_fn progress, void* user, int* bscansSegmented) {
+    return velin_segment_with_options(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
+                                      widthSelector, auxParameter, optionFlag, progress, user, bscansSegmented,
+                                      nullptr);
+}
+
+void velin_options_init(velin_options* options) {
+    if (options == nullptr) {
+        return;
+    }
+    *options = velin_options{};
+    options->size = static_cast<int>(sizeof(velin_options));
+    options->threads = 0;
+}
+
+int velin_segment_with_options(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
+                               short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
+                               float auxParameter, int optionFlag, velin_progress_fn progress, void* user,
+                               int* bscansSegmented, const velin_options* options) {
     try {
         // Inside the try: the check composes a message on failure, which may run out of memory.
         const int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
-                                     widthSelector, auxParameter, optionFlag);
+                                     widthSelector, auxParameter, optionFlag, options);
         if (invalid != VELIN_OK) {
             return invalid;
         }
+        const int threads = options != nullptr ? options->threads : 0;
         // The count goes through a local so that the caller's variable is written only once the run has
         // completed, never half-way through a failure.
         int segmented = 0;
         const Orvan::Velin::RunOutcome outcome =
             Orvan::Velin::runSegmentation(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
-                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented);
+                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented, threads);
         if (bscansSegmented != nullptr) {
             *bscansSegmented = segmented;
         }
@@ -102,8 +126,11 @@ const char* velin_status_message(int status) {
             return "out of memory";
         case VELIN_ERR_INTERNAL:
             return "internal error";
-        case VELIN_ERR_BAD_OPTION:
-            return "optionFlag must be at most 1000, and widthSelector and auxParameter finite";
+        case VELIN_ERR_BAD_OPTIONS:
+            return "an option is invalid: optionFlag above 1000, widthSelector or auxParameter not finite, threads "
+                   "outside 0..1024, or the options' size not sizeof(velin_options)";
+        case VELIN_ERR_BAD_SPACING:
+            return "a sample spacing is neither 0 (unknown) nor within 0.1 to 1000 um (10000 um between B-scans)";
         default:
             return "unknown status code";
     }

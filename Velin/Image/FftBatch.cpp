@@ -14,8 +14,8 @@ const double kPi = 3.14159265358979323846;
 // The lane loops take every row as a restrict-qualified parameter: that is what tells the compiler the
 // eight streams never overlap, so each loop becomes straight vector code.
 
-inline void lanesRadix2(float* VELIN_RESTRICT ar, float* VELIN_RESTRICT ai, float* VELIN_RESTRICT br,
-                        float* VELIN_RESTRICT bi, int lanes) {
+VELIN_ALWAYS_INLINE void lanesRadix2(float* VELIN_RESTRICT ar, float* VELIN_RESTRICT ai, float* VELIN_RESTRICT br,
+                                     float* VELIN_RESTRICT bi, int lanes) {
     for (int l = 0; l < lanes; ++l) {
         const float xr = ar[l], xi = ai[l], yr = br[l], yi = bi[l];
         ar[l] = xr + yr;
@@ -29,10 +29,10 @@ inline void lanesRadix2(float* VELIN_RESTRICT ar, float* VELIN_RESTRICT ai, floa
 // (c2, s2) = w^(2k) joins the pairs, (c1, s1) = w^k the halves; w^L = -i (forward) or +i (inverse) appears
 // as an exchange of real and imaginary parts.
 template <bool Inverse>
-inline void lanesRadix4(float* VELIN_RESTRICT r0, float* VELIN_RESTRICT i0, float* VELIN_RESTRICT r1,
-                        float* VELIN_RESTRICT i1, float* VELIN_RESTRICT r2, float* VELIN_RESTRICT i2,
-                        float* VELIN_RESTRICT r3, float* VELIN_RESTRICT i3, int lanes, float c1, float s1,
-                        float c2, float s2) {
+VELIN_ALWAYS_INLINE void lanesRadix4(float* VELIN_RESTRICT r0, float* VELIN_RESTRICT i0, float* VELIN_RESTRICT r1,
+                                     float* VELIN_RESTRICT i1, float* VELIN_RESTRICT r2, float* VELIN_RESTRICT i2,
+                                     float* VELIN_RESTRICT r3, float* VELIN_RESTRICT i3, int lanes, float c1, float s1,
+                                     float c2, float s2) {
     for (int l = 0; l < lanes; ++l) {
         const float p1r = r1[l] * c2 - i1[l] * s2, p1i = r1[l] * s2 + i1[l] * c2;
         const float p3r = r3[l] * c2 - i3[l] * s2, p3i = r3[l] * s2 + i3[l] * c2;
@@ -62,14 +62,14 @@ inline void lanesRadix4(float* VELIN_RESTRICT r0, float* VELIN_RESTRICT i0, floa
 
 // One radix-2 stage with unit twiddle, used first when the length is an odd power of two so that every
 // later stage can be radix-4.
-void radix2Unit(float* re, float* im, std::ptrdiff_t stride, int lanes, int n) {
+VELIN_ALWAYS_INLINE void radix2Unit(float* re, float* im, std::ptrdiff_t stride, int lanes, int n) {
     for (int s = 0; s < n; s += 2)
         lanesRadix2(re + s * stride, im + s * stride, re + (s + 1) * stride, im + (s + 1) * stride, lanes);
 }
 
 template <bool Inverse>
-void radix4(float* re, float* im, std::ptrdiff_t stride, int lanes, int n, int L, const float* cosT,
-            const float* sinT) {
+VELIN_ALWAYS_INLINE void radix4(float* re, float* im, std::ptrdiff_t stride, int lanes, int n, int L, const float* cosT,
+                                const float* sinT) {
     const int tstep = n / (4 * L);
     for (int s = 0; s < n; s += 4 * L) {
         for (int k = 0; k < L; ++k) {
@@ -104,7 +104,7 @@ FftBatch::FftBatch(int log2Length) : n_(1 << log2Length), log2n_(log2Length) {
     }
 }
 
-void FftBatch::transform(float* re, float* im, std::ptrdiff_t stride, int lanes, bool inverse) const {
+VELIN_SIMD_CLONES void FftBatch::transform(float* re, float* im, std::ptrdiff_t stride, int lanes, bool inverse) const {
     if (n_ == 1) return;
     int L = 1;
     if (log2n_ % 2 != 0) {

@@ -24,6 +24,7 @@ struct IppiFFTSpec_R_32f {
     int half = 1;         // complex values per row kept after the row transform (width/2, or 1 when width is 1)
     float forwardScale = 1.0f;
     float inverseScale = 1.0f;
+    bool avx2 = false;  ///< the processor runs the AVX2 kernels of FftTranspose
 
     std::unique_ptr<detail::FftBatch> rowFft;     // length width/2; absent when width is 1
     std::unique_ptr<detail::FftBatch> columnFft;  // length height

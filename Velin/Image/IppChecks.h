@@ -16,6 +16,28 @@
 #define VELIN_RESTRICT __restrict__
 #endif
 
+// Compiles a hot function twice, for AVX2 and for the baseline (SSE2 on x86-64), and picks one when the
+// library is loaded, on ELF systems with GCC or Clang. AVX2 only widens the vectors: the same float
+// operations run in the same order (no FMA is enabled, and contraction is off for the image library), so
+// every result is bit for bit the baseline's. Elsewhere (MSVC, mingw-w64) the baseline alone is built.
+#if (defined(__GNUC__) || defined(__clang__)) && defined(__ELF__) && defined(__x86_64__)
+#define VELIN_SIMD_CLONES __attribute__((target_clones("avx2", "default")))
+#define VELIN_AVX2_KERNELS 1  ///< hand-written AVX2 kernels are built, and used where the processor has AVX2
+#else
+#define VELIN_SIMD_CLONES
+#define VELIN_AVX2_KERNELS 0
+#endif
+
+// Helpers of a VELIN_SIMD_CLONES function are inlined into each of its variants, so that they run with the
+// variant's instructions too.
+#if defined(__GNUC__) || defined(__clang__)
+#define VELIN_ALWAYS_INLINE inline __attribute__((always_inline))
+#elif defined(_MSC_VER)
+#define VELIN_ALWAYS_INLINE __forceinline
+#else
+#define VELIN_ALWAYS_INLINE inline
+#endif
+
 namespace Orvan {
 namespace Ipp {
 namespace detail {

@@ -2,6 +2,7 @@
 // then the columns of the row spectra, both with the batched kernel of FftBatch.
 
 #include <Velin/Image/FftContext.h>
+#include <Velin/Image/FftTranspose.h>
 #include <Velin/Image/IppChecks.h>
 #include <Velin/Image/IppPrimitives.h>
 
@@ -16,9 +17,9 @@ namespace {
 
 const double kPi = 3.14159265358979323846;
 
-// Rows transformed together. Eight lanes make two SSE (one AVX) vectors per butterfly, and the block of a
-// 1024-sample row (32 KiB) stays in the first-level cache.
-constexpr std::ptrdiff_t kRowBlock = 8;  // ptrdiff_t: offsets k * kRowBlock must not overflow int
+// Rows are transformed kRowBlock (FftTranspose.h) at a time. Eight lanes make two SSE (one AVX) vectors per
+// butterfly, and the block of a 1024-sample row (32 KiB) stays in the first-level cache.
+using detail::kRowBlock;
 // Columns transformed together: 64 columns of 512 rows fill a quarter of a MiB, well inside L2.
 constexpr int kColumnBlock = 64;
 
@@ -59,24 +60,9 @@ void mergePair(const float* VELIN_RESTRICT xkr, const float* VELIN_RESTRICT xki,
     }
 }
 
-// Lane b of a block (block rows 0..n-1) to and from one row of the planes (elements 0..n-1).
-void laneToRow(const float* br, const float* bi, int b, int n, float* outRe, float* outIm) {
-    for (int k = 0; k < n; ++k) {
-        outRe[k] = br[k * kRowBlock + b];
-        outIm[k] = bi[k * kRowBlock + b];
-    }
-}
-
-void rowToLane(const float* inRe, const float* inIm, int n, float* xr, float* xi, int b) {
-    for (int k = 0; k < n; ++k) {
-        xr[k * kRowBlock + b] = inRe[k];
-        xi[k * kRowBlock + b] = inIm[k];
-    }
-}
-
 // ---- rows, forward: real rows -> row spectra in the planes ---------------------------------------------
 
-void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
+VELIN_SIMD_CLONES void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     float* pr = s.planeRe.data();
@@ -96,19 +82,18 @@ void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const float* wc = s.splitCos.data();
     const float* ws = s.splitSin.data();
     const Ipp32f* in[kRowBlock];
+    float* outRe[kRowBlock];
+    float* outIm[kRowBlock];
     for (int y0 = 0; y0 < H; y0 += kRowBlock) {
         const int lanes = std::min(static_cast<int>(kRowBlock), H - y0);
-        for (int b = 0; b < lanes; ++b) in[b] = detail::rowAt(pSrc, srcStep, y0 + b);
+        for (int b = 0; b < lanes; ++b) {
+            in[b] = detail::rowAt(pSrc, srcStep, y0 + b);
+            outRe[b] = pr + cols.reversed(y0 + b) * ps;
+            outIm[b] = pi + cols.reversed(y0 + b) * ps;
+        }
         // Even samples become the real part, odd samples the imaginary part of a half-length signal, stored
         // transposed (one block row per sample, one lane per image row) in bit-reversed order.
-        for (int m = 0; m < n; ++m) {
-            float* zr = br + static_cast<std::ptrdiff_t>(rows.reversed(m)) * kRowBlock;
-            float* zi = bi + static_cast<std::ptrdiff_t>(rows.reversed(m)) * kRowBlock;
-            for (int b = 0; b < lanes; ++b) {
-                zr[b] = in[b][2 * m];
-                zi[b] = in[b][2 * m + 1];
-            }
-        }
+        detail::rowsToBlock(in, lanes, n, rows, br, bi, s.avx2);
         rows.transform(br, bi, kRowBlock, lanes, false);
         // X(0) and X(n) are real; they share block row 0 as X(0) + i X(n). X(n/2) is conj Z(n/2).
         for (int b = 0; b < lanes; ++b) {
@@ -123,16 +108,13 @@ void forwardRows(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
         }
         if (n >= 2)
             for (int b = 0; b < lanes; ++b) bi[(n / 2) * kRowBlock + b] = -bi[(n / 2) * kRowBlock + b];
-        for (int b = 0; b < lanes; ++b) {
-            const std::ptrdiff_t row = cols.reversed(y0 + b) * ps;
-            laneToRow(br, bi, b, n, pr + row, pi + row);
-        }
+        detail::blockToRows(br, bi, lanes, n, outRe, outIm, s.avx2);
     }
 }
 
 // ---- rows, inverse: row spectra in the planes -> real rows -----------------------------------------------
 
-void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
+VELIN_SIMD_CLONES void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     const float* pr = s.planeRe.data();
@@ -149,9 +131,17 @@ void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     float* xi = s.stageIm.data();
     const float* wc = s.splitCos.data();
     const float* ws = s.splitSin.data();
+    const float* inRe[kRowBlock];
+    const float* inIm[kRowBlock];
+    Ipp32f* out[kRowBlock];
     for (int y0 = 0; y0 < H; y0 += kRowBlock) {
         const int lanes = std::min(static_cast<int>(kRowBlock), H - y0);
-        for (int b = 0; b < lanes; ++b) rowToLane(pr + (y0 + b) * ps, pi + (y0 + b) * ps, n, xr, xi, b);
+        for (int b = 0; b < lanes; ++b) {
+            inRe[b] = pr + (y0 + b) * ps;
+            inIm[b] = pi + (y0 + b) * ps;
+            out[b] = detail::rowAt(pDst, dstStep, y0 + b);
+        }
+        detail::rowsToBlockComplex(inRe, inIm, lanes, n, xr, xi, s.avx2);
         // The rebuilt half-length spectrum is twice the forward one, so its inverse yields width * x.
         for (int b = 0; b < lanes; ++b) {
             br[b] = xr[b] + xi[b];
@@ -173,13 +163,7 @@ void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
             }
         }
         rows.transform(br, bi, kRowBlock, lanes, true);
-        for (int b = 0; b < lanes; ++b) {
-            Ipp32f* out = detail::rowAt(pDst, dstStep, y0 + b);
-            for (int m = 0; m < n; ++m) {
-                out[2 * m] = br[m * kRowBlock + b] * scale;
-                out[2 * m + 1] = bi[m * kRowBlock + b] * scale;
-            }
-        }
+        detail::blockToRealRows(br, bi, lanes, n, scale, out, s.avx2);
     }
 }
 
@@ -195,7 +179,7 @@ void columns(const IppiFFTSpec_R_32f& s, bool inverse) {
 // Column 0 of the planes holds C(k) = A(k,0) + i A(k,W/2), the transform of two real columns at once.
 // A(k,0) = (C(k) + conj C(H-k))/2 and A(k,W/2) = (C(k) - conj C(H-k))/(2i); each is stored as a vertical
 // pack: Re at row 2k-1, Im at row 2k, and the purely real A(0) and A(H/2) at rows 0 and H-1.
-void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
+VELIN_SIMD_CLONES void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     const float* pr = s.planeRe.data();
@@ -234,7 +218,7 @@ void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
     }
 }
 
-void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
+VELIN_SIMD_CLONES void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     float* pr = s.planeRe.data();
@@ -333,6 +317,7 @@ IppStatus ippiFFTInitAlloc_R_32f(IppiFFTSpec_R_32f** pFFTSpec, int orderX, int o
             s->stageIm.resize(block);
         }
         s->columnFft.reset(new detail::FftBatch(orderY));
+        s->avx2 = detail::hasAvx2Kernels();
         // A padded row length keeps power-of-two strides from mapping every row onto the same cache sets.
         s->planeStride = ((s->half + 15) / 16) * 16 + 16;
         const std::size_t plane = static_cast<std::size_t>(s->planeStride) * static_cast<std::size_t>(s->height);

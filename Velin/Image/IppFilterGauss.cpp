@@ -20,7 +20,7 @@ inline Ipp8u roundHalfEvenShift(std::int32_t sum, int shift) {
 
 // 3x3: (1,2,1) x (1,2,1) / 16. Vertical pass into a row of sums, then the horizontal pass; every weight is an
 // integer so the result does not depend on the order of summation.
-void gauss3(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize size) {
+VELIN_SIMD_CLONES void gauss3(const Ipp8u* pSrc, int srcStep, Ipp8u* pDst, int dstStep, IppiSize size) {
     std::vector<std::int32_t> column(static_cast<std::size_t>(size.width) + 2);
     std::int32_t* v = column.data() + 1;  // v[-1] .. v[width]
     for (int y = 0; y < size.height; ++y) {

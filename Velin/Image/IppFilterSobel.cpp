@@ -12,7 +12,7 @@ namespace {
 
 // The kernel is applied as a convolution, so the left column counts positively: the response is positive
 // where intensity falls from left to right. The detector relies on that sign.
-void sobel3(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize size) {
+VELIN_SIMD_CLONES void sobel3(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, IppiSize size) {
     std::vector<float> across(static_cast<std::size_t>(size.width) + 2);
     float* t = across.data() + 1;  // t[-1] .. t[width]
     for (int y = 0; y < size.height; ++y) {

@@ -8,7 +8,7 @@ namespace Ipp {
 
 namespace {
 
-inline void complexMul(float a, float b, float& c, float& d) {
+VELIN_ALWAYS_INLINE void complexMul(float a, float b, float& c, float& d) {
     const float re = a * c - b * d;
     const float im = a * d + b * c;
     c = re;
@@ -27,8 +27,8 @@ void mulVerticalPack(const Ipp32f* pSrc, int srcStep, Ipp32f* pSrcDst, int srcDs
 
 }  // namespace
 
-IppStatus ippiMulPack_32f_C1IR(const Ipp32f* pSrc, int srcStep, Ipp32f* pSrcDst, int srcDstStep,
-                               IppiSize roiSize) {
+VELIN_SIMD_CLONES IppStatus ippiMulPack_32f_C1IR(const Ipp32f* pSrc, int srcStep, Ipp32f* pSrcDst, int srcDstStep,
+                                                 IppiSize roiSize) {
     const IppStatus st = detail::checkImages(pSrc, srcStep, pSrcDst, srcDstStep, roiSize);
     if (st != ippStsNoErr) return st;
     const int W = roiSize.width, H = roiSize.height;

@@ -59,6 +59,14 @@ std::uint8_t fourthRootToByte(double value) {
     return roundToByte(255.0 * std::sqrt(std::sqrt(std::min(value, 1.0))));
 }
 
+std::uint8_t windowToByte(double value, double centre, double width) {
+    const double low = centre - 0.5 - (width - 1.0) / 2.0;
+    if (!(value > low)) return 0;
+    // Tested before the division, so a window of width 1 is a threshold.
+    if (value > low + (width - 1.0)) return 255;
+    return roundToByte(((value - (centre - 0.5)) / (width - 1.0) + 0.5) * 255.0);
+}
+
 void scaleToBytes(const float* values, std::size_t n, ScaleRule rule, std::uint8_t* out) {
     scaleImpl(values, n, rule, out);
 }

@@ -14,6 +14,11 @@ namespace io {
 /// as 1; zero, negative, non-finite values and the device's invalid marker (anything above 1e30) become 0.
 std::uint8_t fourthRootToByte(double value);
 
+/// A value shown through a linear display window of centre c and width w >= 1, as DICOM viewers show it: values
+/// up to c - 0.5 - (w - 1) / 2 become 0, values above c - 0.5 + (w - 1) / 2 become 255, values between map
+/// linearly, rounded to nearest; NaN becomes 0.
+std::uint8_t windowToByte(double value, double centre, double width);
+
 /// Converts n values by `rule`:
 /// - MinMax: the smallest finite value maps to 0 and the largest to 255, linearly, rounded to nearest
 ///   (all 0 when they are equal); non-finite values become 0.

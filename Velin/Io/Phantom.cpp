@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 
 namespace velin {
@@ -226,6 +227,8 @@ Phantom makePhantom(const PhantomOptions& options) {
     volume.samples.resize(static_cast<std::size_t>(nb) * na * nd);
     phantom.top.assign(static_cast<std::size_t>(nb) * na, -1);
     phantom.nflBottom.assign(static_cast<std::size_t>(nb) * na, -1);
+    phantom.topExact.assign(static_cast<std::size_t>(nb) * na, std::numeric_limits<float>::quiet_NaN());
+    phantom.nflBottomExact.assign(static_cast<std::size_t>(nb) * na, std::numeric_limits<float>::quiet_NaN());
 
     const double sigma = kSpeckleSigma * options.noise;
     const std::vector<float> speckle = speckleTable(sigma);
@@ -244,6 +247,8 @@ Phantom makePhantom(const PhantomOptions& options) {
             if (!column.insideDisc) {
                 phantom.top[position] = truthSample(column.top);
                 phantom.nflBottom[position] = truthSample(column.nflBottom);
+                phantom.topExact[position] = static_cast<float>(column.top);
+                phantom.nflBottomExact[position] = static_cast<float>(column.nflBottom);
             }
             renderProfile(column.segments, nd, profile);
 

@@ -26,10 +26,16 @@ struct PhantomOptions {
 /// The volume and, per position b * numAScans + a, the true boundaries: `top` is the first sample of the
 /// nerve-fibre layer (the top of the retina), `nflBottom` the first sample below it. Both are -1 inside the
 /// optic disc, where there is no retina.
+///
+/// `topExact` and `nflBottomExact` are the same boundaries before rounding, in samples: sample d covers depths
+/// d to d + 1, so a boundary at 100.3 means the layer below it fills 70 % of sample 100 and all samples after
+/// it. NaN inside the optic disc.
 struct Phantom {
     Volume volume;
     std::vector<std::int16_t> top;
     std::vector<std::int16_t> nflBottom;
+    std::vector<float> topExact;
+    std::vector<float> nflBottomExact;
 };
 
 /// Builds the phantom described in docs/phantom.md; the same options always give the same volume.

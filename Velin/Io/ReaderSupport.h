@@ -49,6 +49,11 @@ Volume readImg(const std::string& path, const ReadOptions& options);
 Volume readNpyVolume(const std::string& path, const ReadOptions& options);
 Volume readTiffStack(const std::string& path);
 Volume readVol(const std::string& path);
+Volume readDicom(const std::string& path, const ReadOptions& options);
+
+/// Whether the file starts as DICOM files do (128 bytes of preamble, then "DICM"), for names without a
+/// known extension.
+bool hasDicomPreamble(const std::string& path);
 
 }  // namespace detail
 }  // namespace io

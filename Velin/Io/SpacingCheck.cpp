@@ -1,6 +1,5 @@
 #include <Velin/Io/SpacingCheck.h>
 
-#include <cstdio>
 #include <utility>
 
 namespace velin {
@@ -19,12 +18,7 @@ const char* spacingAxisName(SpacingAxis axis) {
 }
 
 std::string spacingProblem(SpacingAxis axis, double um) {
-    const double most = axis == SpacingAxis::BScan ? kMaxBScanSpacingUm : kMaxSampleSpacingUm;
-    // Written so that NaN fails too.
-    if (um >= kMinSpacingUm && um <= most) return {};
-    char text[96];
-    std::snprintf(text, sizeof text, "%.6g um is outside %g to %g um", um, kMinSpacingUm, most);
-    return text;
+    return velin::spacingProblem(um, axis == SpacingAxis::BScan);
 }
 
 void dropImplausibleSpacing(Volume& volume) {

@@ -4,6 +4,7 @@
 // feeds the thickness unit, the automatic axial factor, the grids and the size of the thickness picture, so
 // a damaged header (an infinite, negative or absurd value) must be caught where it enters.
 
+#include <Velin/Api/ArgumentCheck.h>
 #include <Velin/Io/VolumeFile.h>
 
 #include <string>
@@ -11,13 +12,8 @@
 namespace velin {
 namespace io {
 
-/// Along depth and between A-scans: 0.1 um to 1 mm. OCT samples lie a few micrometres apart in depth and
-/// a few to some tens of micrometres apart laterally; the range leaves two orders of magnitude either way.
-constexpr double kMinSpacingUm = 0.1;
-constexpr double kMaxSampleSpacingUm = 1000.0;
-/// Between B-scans: 0.1 um to 10 mm. Sparse line scans step further than A-scans do, but no scan covers
-/// more than a few centimetres of the fundus.
-constexpr double kMaxBScanSpacingUm = 10000.0;
+// The limits are the library's own (kMinSpacingUm and the rest in ArgumentCheck.h), so that a spacing a
+// file states, one given as an option and one passed to the checked entry meet the same rules.
 
 enum class SpacingAxis { Depth, AScan, BScan };
 

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <cmath>
 #include <fstream>
+#include <limits>
 #include <numeric>
 
 namespace velin {
@@ -21,6 +23,11 @@ constexpr std::size_t kOffSizeXSlo = 48, kOffSizeYSlo = 52;
 constexpr std::size_t kOffScanPosition = 84, kOffScanPattern = 96, kOffBScanHdrSize = 100;
 constexpr std::size_t kBScanHeaderFields = 256;
 constexpr std::size_t kOffStartY = 24;
+constexpr std::size_t kOffNumSeg = 48, kOffOffSeg = 52;
+// Lines of the device's segmentation, in the order the export stores them.
+constexpr std::uint32_t kIlmLine = 0, kRnflLine = 2;
+// Points the device did not segment hold the largest float; anything this large is no depth.
+constexpr float kInvalidLine = 1e30f;
 constexpr std::uint32_t kPatternVolume = 3, kPatternFastVolume = 4;
 constexpr double kUmPerMm = 1000.0;
 
@@ -90,6 +97,9 @@ Volume readVol(const std::string& path) {
     std::vector<std::uint8_t> block(static_cast<std::size_t>(imageBytes));
     std::vector<std::uint8_t> scanHeader(kBScanHeaderFields);
     std::vector<std::uint8_t> samples(static_cast<std::size_t>(numBScans) * na * nd);
+    std::vector<float> ilm(static_cast<std::size_t>(numBScans) * na, std::numeric_limits<float>::quiet_NaN());
+    std::vector<float> rnfl(ilm);
+    bool anyLine = false;
     for (std::uint32_t b = 0; b < numBScans; ++b) {
         const std::uint64_t offset = firstBlock + b * blockBytes;
         readRange(path, in, offset, scanHeader.data(), scanHeader.size());
@@ -98,6 +108,24 @@ Volume readVol(const std::string& path) {
                            ": expected 'HSF-BS-', found '" + printable(scanHeader.data(), 7) + "'");
         }
         startY[b] = loadF64(&scanHeader[kOffStartY]);
+        // The device's lines lie between the B-scan header's fields and its pixels. Lines that would reach
+        // beyond that space are not read: the pixels stay readable whatever the segmentation holds.
+        const std::uint64_t numLines = loadU32(&scanHeader[kOffNumSeg]), linesAt = loadU32(&scanHeader[kOffOffSeg]);
+        if (numLines > kIlmLine && linesAt >= kBScanHeaderFields && linesAt <= headerBytes &&
+            numLines <= (headerBytes - linesAt) / (std::uint64_t{4} * sizeX)) {
+            std::vector<std::uint8_t> lines(static_cast<std::size_t>(numLines * sizeX * 4));
+            readRange(path, in, offset + linesAt, lines.data(), lines.size());
+            const auto take = [&](std::uint32_t line, std::vector<float>& plane) {
+                if (line >= numLines) return;
+                for (std::size_t x = 0; x < na; ++x) {
+                    const float z = loadF32(&lines[(line * na + x) * 4]);
+                    if (std::isfinite(z) && z < kInvalidLine) plane[b * na + x] = z;
+                }
+                anyLine = true;
+            };
+            take(kIlmLine, ilm);
+            take(kRnflLine, rnfl);
+        }
         readRange(path, in, offset + headerBytes, block.data(), block.size());
         // Rows are depth, columns A-scans: sample (z, x) is float number z * sizeX + x.
         std::uint8_t* out = samples.data() + static_cast<std::size_t>(b) * na * nd;
@@ -115,10 +143,16 @@ Volume readVol(const std::string& path) {
         std::stable_sort(order.begin(), order.end(), [&](std::size_t l, std::size_t r) { return startY[l] < startY[r]; });
     }
     volume.samples.resize(samples.size());
+    if (anyLine) volume.deviceIlm.resize(ilm.size()), volume.deviceRnfl.resize(rnfl.size());
     const std::size_t scanSize = na * nd;
     for (std::size_t i = 0; i < order.size(); ++i) {
         std::copy_n(samples.begin() + static_cast<std::ptrdiff_t>(order[i] * scanSize), scanSize,
                     volume.samples.begin() + static_cast<std::ptrdiff_t>(i * scanSize));
+        if (!anyLine) continue;
+        std::copy_n(ilm.begin() + static_cast<std::ptrdiff_t>(order[i] * na), na,
+                    volume.deviceIlm.begin() + static_cast<std::ptrdiff_t>(i * na));
+        std::copy_n(rnfl.begin() + static_cast<std::ptrdiff_t>(order[i] * na), na,
+                    volume.deviceRnfl.begin() + static_cast<std::ptrdiff_t>(i * na));
     }
     return volume;
 }

@@ -44,6 +44,19 @@ void reverseAxis(Volume& volume, char axis) {
         for (std::size_t b = 0; b < nb / 2; ++b)
             std::swap_ranges(at(b, 0), at(b, 0) + static_cast<std::ptrdiff_t>(na * nd), at(nb - 1 - b, 0));
     }
+    // The device's boundaries follow their samples: a boundary at z (between samples z - 1 and z) lies at
+    // depth - z once each A-scan is reversed.
+    for (std::vector<float>* plane : {&volume.deviceIlm, &volume.deviceRnfl}) {
+        if (plane->empty()) continue;
+        const auto row = [&](std::size_t b) { return plane->begin() + static_cast<std::ptrdiff_t>(b * na); };
+        if (axis == 'D') {
+            for (float& z : *plane) z = static_cast<float>(nd) - z;
+        } else if (axis == 'A') {
+            for (std::size_t b = 0; b < nb; ++b) std::reverse(row(b), row(b) + static_cast<std::ptrdiff_t>(na));
+        } else {
+            for (std::size_t b = 0; b < nb / 2; ++b) std::swap_ranges(row(b), row(b) + static_cast<std::ptrdiff_t>(na), row(nb - 1 - b));
+        }
+    }
 }
 
 // The flip letters are checked before anything is read, so a typo costs no time on a large file.
@@ -75,9 +88,15 @@ Volume readVolume(const std::string& path, const ReadOptions& options) {
         volume = detail::readTiffStack(path);
     } else if (ext == ".vol") {
         volume = detail::readVol(path);
+    } else if (ext == ".dcm" || ext == ".dicom" || detail::hasDicomPreamble(path)) {
+        // Archives often name DICOM files by number or UID ("IM0001", "1.2.840.113619.2.1"), so a file with any
+        // other name is read as DICOM when its content starts like one.
+        volume = detail::readDicom(path, options);
     } else {
-        fail(path, "unknown volume format: expected the extension .img, .raw, .npy, .tif, .tiff or .vol, found '" +
-                       ext + "'");
+        fail(path,
+             "unknown volume format: expected the extension .img, .raw, .npy, .tif, .tiff, .vol, .dcm or .dicom, or "
+             "a DICOM file, found '" +
+                 ext + "'");
     }
     checkRequestedShape(path, options, volume);
     dropImplausibleSpacing(volume);

@@ -29,6 +29,12 @@ struct Volume {
     /// What the reader could not take from the file as it stands, in words, e.g. "spacing between A-scans in
     /// the file: inf um is outside 0.1 to 1000 um; taken as unknown". Empty for a sound file.
     std::vector<std::string> notes;
+    /// Boundaries the device stored with the scan (.vol exports carry its own segmentation), one value per
+    /// position b * numAScans + a, in samples as the device gives them (fractional rows counted from the top);
+    /// NaN where the device marked none. Empty when the file carries none. `deviceIlm` is the inner limiting
+    /// membrane (the top of the retina), `deviceRnfl` the lower boundary of the nerve-fibre layer.
+    std::vector<float> deviceIlm;
+    std::vector<float> deviceRnfl;
 };
 
 /// How a float array becomes 8-bit samples.
@@ -41,7 +47,7 @@ struct ReadOptions {
     std::string layout = "BAD";
     /// Axes to reverse after reading, as letters among B, A, D (e.g. "D" flips each A-scan).
     std::string flip;
-    ScaleRule scale = ScaleRule::None;  ///< required for float .npy input
+    ScaleRule scale = ScaleRule::None;  ///< required for float .npy input; for 16-bit DICOM, overrides its window
 };
 
 /// A file could not be read as a volume. The message names the file, what was expected and what was found.
@@ -50,10 +56,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads .img, .raw, .npy, .tif/.tiff or .vol, chosen by the file name's extension. Every file is read
-/// through ordinary reads, never mapped into memory, so a file that shrinks meanwhile gives a
-/// VolumeFileError rather than a crash; and nothing is allocated for data before the file was found to hold
-/// it.
+/// Reads .img, .raw, .npy, .tif/.tiff, .vol or DICOM (.dcm/.dicom, or any other name whose content starts as a
+/// DICOM file does), chosen by the file name's extension. Every file is read through ordinary reads, never
+/// mapped into memory, so a file that shrinks meanwhile gives a VolumeFileError rather than a crash; and
+/// nothing is allocated for data before the file was found to hold it.
 Volume readVolume(const std::string& path, const ReadOptions& options);
 
 }  // namespace io

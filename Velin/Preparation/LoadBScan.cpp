@@ -23,43 +23,52 @@ std::int32_t product32(std::int32_t a, std::int32_t b) {
 }  // namespace
 
 bool VelinDetectorIpp::loadBScan(int index) {
+    return copyBScan(index) && lowPassBScan(fftWorkImage) && deriveBScanImages();
+}
+
+bool VelinDetectorIpp::copyBScan(int index) {
     const std::int32_t bscanBytes = product32(numAScans, depth);
     const std::int32_t offset = product32(index, bscanBytes);
     // One block copy that ignores the row step: when depth is not a multiple of 32 each A-scan lands shifted
     // against the padded rows. The later steps see the B-scan through this layout.
     std::memcpy(rawImage.getData(), volume + offset, static_cast<std::size_t>(bscanBytes));
+    lastStatus = ippiFilterGauss_8u_C1R(rawImage.getRoiOrigin(1), rawImage.getStep(), smoothImage.getRoiOrigin(1),
+                                        smoothImage.getStep(), smoothImage.getRoiSize(1), ippMskSize3x3);
+    return lastStatus == ippStsNoErr;
+}
 
+bool VelinDetectorIpp::lowPassBScan(ippImage32f& work) {
     auto ok = [this](IppStatus status) {
         lastStatus = status;
         return status == ippStsNoErr;
     };
-
-    if (!ok(ippiFilterGauss_8u_C1R(rawImage.getRoiOrigin(1), rawImage.getStep(), smoothImage.getRoiOrigin(1),
-                                   smoothImage.getStep(), smoothImage.getRoiSize(1), ippMskSize3x3))) {
-        return false;
-    }
     // Only the B-scan's corner of the work image is rewritten; the rest keeps the previous B-scan's inverse
     // transform (zeros after setup).
-    if (!ok(ippiConvert_8u32f_C1R(rawImage.getData(), rawImage.getStep(), fftWorkImage.getData(),
-                                  fftWorkImage.getStep(), rawImage.getSize()))) {
+    if (!ok(ippiConvert_8u32f_C1R(rawImage.getData(), rawImage.getStep(), work.getData(), work.getStep(),
+                                  rawImage.getSize()))) {
         return false;
     }
-    if (!ok(ippiFFTFwd_RToPack_32f_C1R(fftWorkImage.getData(), fftWorkImage.getStep(), spectrumImage.getData(),
-                                       spectrumImage.getStep(), fftSpec, nullptr))) {
+    if (!ok(ippiFFTFwd_RToPack_32f_C1R(work.getData(), work.getStep(), spectrumImage.getData(), spectrumImage.getStep(),
+                                       fftSpec, nullptr))) {
         return false;
     }
     if (!ok(ippiMulPack_32f_C1IR(fftFilterImage.getData(), fftFilterImage.getStep(), spectrumImage.getData(),
                                  spectrumImage.getStep(), spectrumImage.getSize()))) {
         return false;
     }
-    if (!ok(ippiFFTInv_PackToR_32f_C1R(spectrumImage.getData(), spectrumImage.getStep(), fftWorkImage.getData(),
-                                       fftWorkImage.getStep(), fftSpec, nullptr))) {
+    if (!ok(ippiFFTInv_PackToR_32f_C1R(spectrumImage.getData(), spectrumImage.getStep(), work.getData(), work.getStep(),
+                                       fftSpec, nullptr))) {
         return false;
     }
-    if (!ok(ippiCopy_32f_C1R(fftWorkImage.getData(), fftWorkImage.getStep(), filteredImage.getData(),
-                             filteredImage.getStep(), filteredImage.getSize()))) {
-        return false;
-    }
+    return ok(ippiCopy_32f_C1R(work.getData(), work.getStep(), filteredImage.getData(), filteredImage.getStep(),
+                               filteredImage.getSize()));
+}
+
+bool VelinDetectorIpp::deriveBScanImages() {
+    auto ok = [this](IppStatus status) {
+        lastStatus = status;
+        return status == ippStsNoErr;
+    };
     if (static_cast<std::uint8_t>(fewScansMode) != 0) {
         diffuse(filteredImage, kFewScansDiffusionIterations, kFewScansDiffusionRate);
     }
@@ -90,7 +99,9 @@ bool VelinDetectorIpp::loadBScan(int index) {
         return false;
     }
     // The filter counts the shallower column positively; negated, the response is positive where the image
-    // brightens with depth and has its minima at the lower edges of bright layers.
+    // brightens with depth and has its minima at the lower edges of bright layers. The negation also flips
+    // the sign of the zero frame, which the Sobel filter never writes: +0 and -0 alternate from one B-scan
+    // to the next.
     return ok(ippiMulC_32f_C1IR(-1.0f, responseImage.getData(), responseImage.getStep(), responseImage.getSize()));
 }
 

@@ -12,8 +12,11 @@ set(expected_exports
   _ZN18CVelinLayerSegmentD1Ev
   _ZN18CVelinLayerSegmentD2Ev
   _ZN18CVelinLayerSegmentaSERKS_
+  velin_options_init
   velin_segment
+  velin_refine_boundaries
   velin_segment_ex
+  velin_segment_with_options
   velin_status_message
   velin_version)
 # Lower-case names; api-ms-win-* forwarders are system DLLs too.

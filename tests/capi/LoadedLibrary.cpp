@@ -28,6 +28,9 @@ CEntry loadCEntry(const std::string& path, std::string& error) {
     resolve("velin_version", entry.version);
     resolve("velin_segment", entry.segment);
     resolve("velin_segment_ex", entry.segmentEx);
+    resolve("velin_options_init", entry.optionsInit);
+    resolve("velin_segment_with_options", entry.segmentWithOptions);
+    resolve("velin_refine_boundaries", entry.refineBoundaries);
     resolve("velin_status_message", entry.statusMessage);
     return entry;
 }

@@ -11,14 +11,20 @@
 
 namespace velin_test {
 
-/// The C entry as a host sees it: four function pointers, all null when the library could not be loaded.
+/// The C entry as a host sees it: its function pointers, all null when the library could not be loaded.
 struct CEntry {
     decltype(&velin_version) version = nullptr;
     decltype(&velin_segment) segment = nullptr;
     decltype(&velin_segment_ex) segmentEx = nullptr;
+    decltype(&velin_options_init) optionsInit = nullptr;
+    decltype(&velin_segment_with_options) segmentWithOptions = nullptr;
+    decltype(&velin_refine_boundaries) refineBoundaries = nullptr;
     decltype(&velin_status_message) statusMessage = nullptr;
 
-    bool complete() const { return version && segment && segmentEx && statusMessage; }
+    bool complete() const {
+        return version && segment && segmentEx && optionsInit && segmentWithOptions && refineBoundaries &&
+               statusMessage;
+    }
 };
 
 /// Loads the library at `path` (kept loaded until the process ends) and resolves the C entry. On failure

@@ -12,6 +12,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -68,6 +69,14 @@ TEST(ApiSegmentArguments, EachBadArgumentIsNamedWithItsValue) {
         {good, [](Options& o) { o.widthSelector = std::numeric_limits<float>::quiet_NaN(); }, {"widthSelector = nan"}},
         {good, [](Options& o) { o.auxParameter = -std::numeric_limits<float>::infinity(); }, {"auxParameter = -inf"}},
         {good, [](Options& o) { o.axialFactor = 9; }, {"axialFactor = 9 is outside 1..8"}},
+        {good, [](Options& o) { o.threads = -2; }, {"threads = -2 is outside 0..1024"}},
+        {good, [](Options& o) { o.threads = 1025; }, {"threads = 1025"}},
+        // The refined boundaries size their rules in samples from the spacings: 60 um over 1e-300 um per
+        // sample once made an integer of infinity.
+        {good, [](Options& o) { o.depthSpacingUm = 1e-300; }, {"depthSpacingUm = 1e-300 um is outside 0.1 to 1000"}},
+        {good, [](Options& o) { o.aScanSpacingUm = -5.0; }, {"aScanSpacingUm = -5"}},
+        {good, [](Options& o) { o.bScanSpacingUm = std::numeric_limits<double>::infinity(); }, {"bScanSpacingUm = inf"}},
+        {good, [](Options& o) { o.bScanSpacingUm = 10000.5; }, {"outside 0.1 to 10000 um"}},
     };
     for (const Case& c : cases) {
         Options options;
@@ -84,6 +93,8 @@ TEST(ApiSegmentArguments, EachBadArgumentIsNamedWithItsValue) {
         Options options;
         options.smoothing = smoothing;
         options.gapScale = -1e-7f, options.widthSelector = -3e38f, options.auxParameter = 3e38f;
+        options.threads = 1024, options.depthSpacingUm = 0.1, options.aScanSpacingUm = 1000.0;
+        options.bScanSpacingUm = 10000.0;
         EXPECT_EQ(velin::segment({samples.data(), 9, 16, 32}, options).outcome, velin::Outcome::TooFewBScans);
     }
 }
@@ -138,6 +149,32 @@ TEST(ApiSegmentPadding, Depth496IsTheEngineOnTheZeroPaddedVolumeWhereTheRawCallS
     const auto sheared = io_test::errorAndFound(legacyPlanes(volume, Options())[0], volume.top);
     EXPECT_TRUE(sheared.second < 0.5 || sheared.first > 4 * upper.first + 5.0)
         << "found " << sheared.second << ", error " << sheared.first;
+}
+
+// A 496-sample scan is padded to 512 samples and has 200 A-scans for 256 transform rows: the engine's
+// transform is larger than its B-scans both ways. The planes do not depend on the thread count, and the
+// progress reports come on the caller's thread, once per B-scan, in order.
+TEST(ApiSegmentThreads, PlanesAndProgressAreTheSameForOneTwoAndThreeThreads) {
+    const auto volume = layered(12, 200, 496);
+    const std::thread::id caller = std::this_thread::get_id();
+    Planes reference;
+    for (int threads : {1, 2, 3}) {
+        SCOPED_TRACE(std::to_string(threads) + " threads");
+        std::vector<int> done;
+        bool onCaller = true;
+        Options options;
+        options.threads = threads;
+        options.progress = [&](int d, int) {
+            done.push_back(d);
+            onCaller = onCaller && std::this_thread::get_id() == caller;
+        };
+        const Result result = velin::segment(viewOf(volume), options);
+        ASSERT_TRUE(result.segmented());
+        if (threads == 1) reference = planesOf(result);
+        EXPECT_EQ(planesOf(result), reference);
+        EXPECT_EQ(done, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+        EXPECT_TRUE(onCaller);
+    }
 }
 
 // The callback's exception ends the run at once and reaches the caller as it is.

@@ -1,8 +1,10 @@
 // The velin program run as a user runs it: its outputs, its errors and its parallel mode.
 
-#include "Progress.h"
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/PngFile.h>
+#include "Progress.h"
+#include "ThreadPlan.h"
+#include "dicom_test_files.h"
 #include "io_test_support.h"
 #include "support/VolumeFiles.h"
 
@@ -154,19 +156,23 @@ TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     EXPECT_EQ(lineCount(r.out), 1u) << r.out;
 
     const fs::path dir = fs::path(out) / "phantom";
-    const std::set<std::string> expected = {"ilm.npy",         "rnfl.npy",      "ilm_value.npy",   "rnfl_weight.npy",
-                                            "thickness.npy",   "thickness.png", "overlay_003.png", "overlay_006.png",
-                                            "overlay_009.png", "report.json"};
+    const std::set<std::string> expected = {"ilm.npy",         "rnfl.npy",           "ilm_value.npy",
+                                            "rnfl_weight.npy", "ilm_confidence.npy", "rnfl_confidence.npy",
+                                            "thickness.npy",   "thickness.png",      "overlay_003.png",
+                                            "overlay_006.png", "overlay_009.png",    "report.json"};
     std::set<std::string> present = namesIn(dir);
     EXPECT_EQ(present.erase("notes.txt"), 1u);
     EXPECT_EQ(present, expected);
-    for (const std::string name : {"ilm", "rnfl", "ilm_value", "rnfl_weight", "thickness"}) {
+    // Depths and what derives from them are float32 (NaN = not found), the engine's values int16.
+    for (const std::string name :
+         {"ilm", "rnfl", "ilm_confidence", "rnfl_confidence", "thickness", "ilm_value", "rnfl_weight"}) {
         const velin::io::NpyArray array = velin::io::readNpy((dir / (name + ".npy")).string());
         EXPECT_EQ(array.shape, (std::vector<std::size_t>{12, 128})) << name;
-        EXPECT_EQ(array.type, name == "thickness" ? velin::io::NpyType::Float32 : velin::io::NpyType::Int16) << name;
+        const bool engineValue = name == "ilm_value" || name == "rnfl_weight";
+        EXPECT_EQ(array.type, engineValue ? velin::io::NpyType::Int16 : velin::io::NpyType::Float32) << name;
     }
     // The boundaries are where the phantom's truth has them, give or take what 12 B-scans allow.
-    const auto ilm = velin::io::readNpy((dir / "ilm.npy").string()).toInt16();
+    const auto ilm = velin::io::readNpy((dir / "ilm.npy").string()).toFloat32();
     const auto truth = velin::io::readNpy(file("phantom_truth_ilm.npy")).toInt16();
     EXPECT_EQ(velin::io::readNpy(file("phantom_truth_rnfl.npy")).shape, (std::vector<std::size_t>{12, 128}));
     const auto [error, found] = io_test::errorAndFound(ilm, truth);
@@ -180,7 +186,7 @@ TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     const nlohmann::json report = nlohmann::json::parse(readText(dir / "report.json"));
     const nlohmann::json fields = nlohmann::json::parse(R"({"/shape/b_scans": 12, "/shape/depth": 1024,
         "/outcome": "segmented", "/spacing_um/source": "command line", "/thickness/unit": "um",
-        "/grid/type": "etdrs", "/grid/eye": "OS"})");
+        "/grid/type": "etdrs", "/grid/eye": "OS", "/parameters/boundaries": "refined"})");
     for (const auto& field : fields.items())
         EXPECT_EQ(report.value(nlohmann::json::json_pointer(field.key()), nlohmann::json()), field.value())
             << field.key();
@@ -189,17 +195,59 @@ TEST_F(CliCommand, SegmentWritesEveryOutputReadableAsDocumented) {
     EXPECT_EQ(report["files"].size(), expected.size());
 }
 
+// The phantom exported as DICOM: the file's spacing, eye and scan kind reach the report and choose the grid,
+// and the planes are those of the same samples read from .npy with the same values given on the command line.
+TEST_F(CliCommand, DicomVolumesBringTheirSpacingEyeAndScanKindIntoTheReport) {
+    const velin::io::Volume phantom = velin::io::readVolume(file("phantom.npy"), {});
+    auto dicom = dicom_test::volumeImage(12, 128, 1024, phantom.samples);
+    DcmDataset& ds = *dicom->getDataset();
+    ds.putAndInsertString(DCM_PixelSpacing, "0.001953125\\0.046875");
+    ds.putAndInsertString(DCM_SliceThickness, "0.5");
+    ds.putAndInsertString(DCM_ImageLaterality, "L");
+    ds.putAndInsertString(DCM_SeriesDescription, "Macular Cube 128x12");
+    const std::string input = file("export.dcm");
+    dicom_test::save(*dicom, input, EXS_JPEGLSLossless);
+    const Outcome r = run({"segment", input, "-o", file("out-dicom")});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const fs::path dir = fs::path(file("out-dicom")) / "export";
+    const nlohmann::json report = nlohmann::json::parse(readText(dir / "report.json"));
+    const nlohmann::json fields = nlohmann::json::parse(R"({"/eye": "OS", "/scan_kind": "macula",
+        "/spacing_um": {"depth": 1.953125, "a_scan": 46.875, "b_scan": 500.0, "source": "file"},
+        "/shape/b_scans": 12, "/shape/a_scans": 128, "/shape/depth": 1024, "/grid/type": "etdrs", "/grid/eye": "OS"})");
+    for (const auto& field : fields.items())
+        EXPECT_EQ(report.value(nlohmann::json::json_pointer(field.key()), nlohmann::json()), field.value())
+            << field.key();
+
+    const Outcome same = run({"segment", file("phantom.npy"), "-o", file("out-same"), "--spacing-um",
+                              "1.953125,46.875,500", "--eye", "OS", "--grid", "etdrs"});
+    ASSERT_EQ(same.status, 0) << same.err;
+    for (const char* plane : {"ilm.npy", "rnfl.npy", "ilm_value.npy", "rnfl_weight.npy", "thickness.npy"})
+        EXPECT_EQ(readBytes((dir / plane).string()), readBytes(file("out-same") + "/phantom/" + plane)) << plane;
+
+    // A damaged export is one error line naming the file, and no folder.
+    const std::vector<std::uint8_t> bytes = readBytes(input);
+    writeBytes(file("cut.dcm"), std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + bytes.size() / 2));
+    const Outcome cut = run({"segment", file("cut.dcm"), "-o", file("out-dicom")});
+    EXPECT_EQ(cut.status, 1);
+    EXPECT_EQ(lineCount(cut.err), 1u) << cut.err;
+    EXPECT_EQ(cut.err.rfind("velin: error: ", 0), 0u) << cut.err;
+    EXPECT_TRUE(io_test::contains(cut.err, "damaged or truncated DICOM file"));
+    EXPECT_TRUE(io_test::contains(cut.err, file("cut.dcm")));
+    EXPECT_FALSE(fs::exists(fs::path(file("out-dicom")) / "cut"));
+}
+
 TEST_F(CliCommand, ParallelJobsGiveTheSameOutputsAsOneAtATimeAndAFailureDoesNotStopTheOthers) {
     const Outcome second =
         run({"phantom", "-o", file("second.npy"), "--shape", "12x128x1024", "--seed", "4", "--kind", "disc"});
     ASSERT_EQ(second.status, 0) << second.err;
-    // A grid named but impossible is explained on the volume's line, and the volume still succeeds.
-    const Outcome serial =
-        run({"segment", file("phantom.npy"), file("second.npy"), "-o", file("serial"), "--grid", "circle"});
+    // A grid named but impossible is explained on the volume's line, and the volume still succeeds. One thread
+    // in all against two volumes at once, the first with two threads: every output byte is the same.
+    const Outcome serial = run({"segment", file("phantom.npy"), file("second.npy"), "-o", file("serial"), "--grid",
+                                "circle", "--threads", "1"});
     ASSERT_EQ(serial.status, 0) << serial.err;
     EXPECT_TRUE(io_test::contains(serial.out, "no grid (lateral spacing unknown")) << serial.out;
     const Outcome parallel = run({"segment", file("phantom.npy"), file("absent.npy"), file("second.npy"), "-o",
-                                  file("parallel"), "-j", "2", "--grid", "circle"});
+                                  file("parallel"), "-j", "2", "--threads", "3", "--grid", "circle"});
     EXPECT_EQ(parallel.status, 1);
     EXPECT_EQ(lineCount(parallel.err), 1u) << parallel.err;
     EXPECT_EQ(lineCount(parallel.out), 2u) << parallel.out;
@@ -287,6 +335,31 @@ TEST_F(CliCommand, OddFileNamesGiveSafeFoldersReportsAndOneLineMessages) {
     }
     EXPECT_EQ(report["input_hex"], hex);
     EXPECT_EQ(nlohmann::json::parse(readText(fs::path(out) / "scan-2-2" / "report.json"))["input"], names[6]);
+}
+
+// -j and --threads together never run more threads than asked for, and use all of them when they can.
+TEST(CliThreadPlan, VolumesAtOnceAndTheirThreadsStayWithinTheBudget) {
+    struct Case {
+        int jobs, threads, volumes, cores;
+        int budget;
+        std::vector<int> perVolume;
+    } const cases[] = {
+        {1, 0, 3, 2, 2, {2}},           // defaults: one volume at a time on every core
+        {1, 1, 3, 2, 1, {1}},           // --threads 1: today's serial run
+        {2, 0, 3, 2, 2, {1, 1}},        // -j 2 on two cores
+        {4, 0, 5, 2, 4, {1, 1, 1, 1}},  // -j alone asks for its volumes even beyond the cores
+        {4, 2, 5, 8, 2, {1, 1}},        // --threads caps -j
+        {2, 5, 3, 2, 5, {3, 2}},        // the remainder goes to the first volumes
+        {3, 8, 2, 2, 8, {4, 4}},        // fewer inputs than -j: the budget is shared by those
+        {1, 0, 1, 0, 1, {1}},           // an unknown core count counts as one
+    };
+    for (const Case& c : cases) {
+        const velin::cli::ThreadPlan plan = velin::cli::planThreads(c.jobs, c.threads, c.volumes, c.cores);
+        std::vector<int> perVolume;
+        for (int slot = 0; slot < plan.volumesAtOnce; ++slot) perVolume.push_back(plan.threadsFor(slot));
+        EXPECT_EQ(plan.budget, c.budget) << c.jobs << " jobs, " << c.threads << " threads";
+        EXPECT_EQ(perVolume, c.perVolume) << c.jobs << " jobs, " << c.threads << " threads";
+    }
 }
 
 TEST_F(CliCommand, HelpAndVersion) {

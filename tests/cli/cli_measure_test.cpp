@@ -1,6 +1,7 @@
-// The program's measurements: thickness, its summary, the grids and their centres.
+// The program's measurements: thickness, its summary, the grids and their centres; the boundaries' overlay.
 
 #include "Grid.h"
+#include "Pictures.h"
 #include "ThicknessMap.h"
 
 #include <gtest/gtest.h>
@@ -16,9 +17,16 @@ namespace {
 
 using namespace velin::cli;
 
+// A legacy result: the whole-sample planes, and the same depths as floats (NaN where -1).
 velin::Result resultOf(int numBScans, int numAScans, std::vector<std::int16_t> upper, std::vector<std::int16_t> lower) {
     velin::Result r;
     r.numBScans = numBScans, r.numAScans = numAScans, r.outcome = velin::Outcome::Segmented;
+    auto floats = [](const std::vector<std::int16_t>& plane) {
+        std::vector<float> depths;
+        for (std::int16_t d : plane) depths.push_back(d < 0 ? NAN : d);
+        return depths;
+    };
+    r.upperBoundary = floats(upper), r.lowerBoundary = floats(lower);
     r.upperDepth = std::move(upper), r.lowerDepth = std::move(lower);
     return r;
 }
@@ -50,6 +58,35 @@ TEST(CliThickness, MissingOrInvertedBoundariesGiveNaNAndTheSummaryCountsOnlyMeas
               std::vector<std::size_t>({6, 5, 5, 3}));
     EXPECT_EQ(std::vector<double>({s.coverage, s.mean, s.median, s.minimum, s.maximum}),
               std::vector<double>({0.5, 8.0, 4.0, 0.0, 20.0}));
+}
+
+// Refined boundaries are fractional: the thickness keeps their fractions, and a lower boundary equal to the
+// upper one is a layer of thickness 0, not a missing one.
+TEST(CliThickness, FractionalBoundariesGiveFractionalThickness) {
+    velin::Result r = resultOf(1, 3, {-1, -1, -1}, {-1, -1, -1});
+    r.upperBoundary = {10.25f, 20.5f, NAN}, r.lowerBoundary = {14.75f, 20.5f, 30.0f};
+    const ThicknessMap map = computeThickness(r, Spacing{2.0, 10.0, 10.0});
+    EXPECT_FLOAT_EQ(map.values[0], 9.0f);
+    EXPECT_FLOAT_EQ(map.values[1], 0.0f);
+    EXPECT_TRUE(std::isnan(map.values[2]));
+    const ThicknessSummary s = summariseThickness(r, map);
+    EXPECT_EQ(std::vector<std::size_t>({s.upperFound, s.lowerFound, s.measured}), std::vector<std::size_t>({2, 3, 2}));
+}
+
+// The overlay draws each boundary two pixels thick at its sub-sample depth: the top's line straddles it
+// (depths z - 1 .. z + 1), the lower boundary's lies below it (z .. z + 2), and pixels covered in part are
+// mixed in part; a missing point leaves its column alone.
+TEST(CliOverlay, BoundariesAreDrawnAtTheirSubSampleDepths) {
+    const std::vector<std::uint8_t> samples(3 * 20, 0);
+    velin::Result r = resultOf(1, 3, {-1, -1, -1}, {-1, -1, -1});
+    r.upperBoundary = {5.25f, 5.25f, NAN}, r.lowerBoundary = {12.5f, 12.5f, NAN};
+    const RgbImage image = renderOverlay({samples.data(), 1, 3, 20}, r, 0);
+    // Red at rows 4 (covered 0.75), 5 (fully) and 6 (0.25); green at 12 (0.5), 13 (fully), 14 (0.5).
+    const std::pair<int, std::uint8_t> red[] = {{3, 0}, {4, 191}, {5, 255}, {6, 64}, {7, 0}};
+    const std::pair<int, std::uint8_t> green[] = {{11, 0}, {12, 115}, {13, 230}, {14, 115}, {15, 0}};
+    for (const auto& [row, value] : red) EXPECT_EQ(image.get(1, row).r, value) << row;
+    for (const auto& [row, value] : green) EXPECT_EQ(image.get(1, row).g, value) << row;
+    for (int row = 0; row < 20; ++row) EXPECT_EQ(image.get(2, row).r + image.get(2, row).g, 0) << row;
 }
 
 TEST(CliThickness, PercentilesInterpolateBetweenRanksLikeNumericalPackages) {

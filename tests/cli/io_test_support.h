@@ -91,14 +91,16 @@ inline std::vector<std::uint8_t> npyBytes(const std::string& dict, const std::ve
 }
 
 /// Mean absolute distance of a depth plane to the truth over the positions where both have a boundary
-/// (infinite when there are none), and the share of the truth's positions the plane found.
-template <typename Truth>
-std::pair<double, double> errorAndFound(const std::vector<std::int16_t>& plane, const std::vector<Truth>& truth) {
+/// (infinite when there are none), and the share of the truth's positions the plane found. Negative values
+/// and NaN mean "no boundary", in whole-sample planes and float ones alike.
+template <typename Plane, typename Truth>
+std::pair<double, double> errorAndFound(const std::vector<Plane>& plane, const std::vector<Truth>& truth) {
     double sum = 0.0, both = 0.0, known = 0.0;
     for (std::size_t i = 0; i < truth.size(); ++i) {
-        if (truth[i] < 0) continue;
+        const double expected = truth[i], found = plane[i];
+        if (!(expected >= 0.0)) continue;
         known += 1.0;
-        if (plane[i] >= 0) sum += std::fabs(plane[i] - truth[i]), both += 1.0;
+        if (found >= 0.0) sum += std::fabs(found - expected), both += 1.0;
     }
     return {both > 0.0 ? sum / both : std::numeric_limits<double>::infinity(), both / known};
 }

@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <numeric>
 
 using velin::io::readVolume;
@@ -19,26 +22,36 @@ void put(std::vector<std::uint8_t>& bytes, std::size_t offset, T value) {
 }
 
 // 3 B-scans of 4 A-scans x 5 samples after the 2048-byte header and an 8 x 6 SLO image; each B-scan block is a
-// 300-byte header and float32 pixels.
-constexpr std::size_t kFirstBlock = 2048 + 8 * 6, kBlock = 300 + 4 * 5 * 4;
+// 320-byte header and float32 pixels.
+constexpr std::size_t kFirstBlock = 2048 + 8 * 6, kHeader = 320, kBlock = kHeader + 4 * 5 * 4;
 
-// Block i holds at (row z, column x) a reflectivity whose fourth root is (i * 20 + z * 3 + x) / 255.
-std::vector<std::uint8_t> buildVol(std::int32_t pattern, const std::vector<double>& startY) {
+// The device's line L of block i at A-scan x: 1.25 + i + 0.5 x + L; block 1 has no ILM point at A-scan 2.
+float deviceLine(std::uint32_t line, std::uint32_t block, std::uint32_t x) {
+    if (line == 0 && block == 1 && x == 2) return std::numeric_limits<float>::max();
+    return 1.25f + static_cast<float>(block) + 0.5f * static_cast<float>(x) + static_cast<float>(line);
+}
+
+// Block i holds at (row z, column x) a reflectivity whose fourth root is (i * 20 + z * 3 + x) / 255, and
+// `lines` lines of the device's segmentation at offset 256 of its header.
+std::vector<std::uint8_t> buildVol(std::int32_t pattern, const std::vector<double>& startY, std::uint32_t lines = 3) {
     std::vector<std::uint8_t> bytes(kFirstBlock + 3 * kBlock, 0);
     std::memcpy(bytes.data(), "HSF-OCT-103", 12);
     put(bytes, 12, 4u), put(bytes, 16, 3u), put(bytes, 20, 5u);                    // A-scans, B-scans, depth
     put(bytes, 24, 0.0118206), put(bytes, 32, 0.125), put(bytes, 40, 0.00387167);  // spacings in mm
     put(bytes, 48, 8u), put(bytes, 52, 6u);                                        // SLO size
     std::memcpy(bytes.data() + 84, "OS", 2);
-    put(bytes, 96, pattern), put(bytes, 100, 300u);
+    put(bytes, 96, pattern), put(bytes, 100, static_cast<std::uint32_t>(kHeader));
     for (std::uint32_t i = 0; i < 3; ++i) {
         const std::size_t at = kFirstBlock + i * kBlock;
         std::memcpy(bytes.data() + at, "HSF-BS-103", 11);
-        put(bytes, at + 12, 300u), put(bytes, at + 24, startY[i]);
+        put(bytes, at + 12, static_cast<std::uint32_t>(kHeader)), put(bytes, at + 24, startY[i]);
+        put(bytes, at + 48, lines), put(bytes, at + 52, 256u);
+        for (std::uint32_t line = 0; line < std::min(lines, 3u); ++line)
+            for (std::uint32_t x = 0; x < 4; ++x) put(bytes, at + 256 + (line * 4 + x) * 4, deviceLine(line, i, x));
         for (std::uint32_t z = 0; z < 5; ++z)
             for (std::uint32_t x = 0; x < 4; ++x) {
                 const double root = (i * 20 + z * 3 + x) / 255.0;
-                put(bytes, at + 300 + (z * 4 + x) * 4, static_cast<float>(root * root * root * root));
+                put(bytes, at + kHeader + (z * 4 + x) * 4, static_cast<float>(root * root * root * root));
             }
     }
     return bytes;
@@ -61,6 +74,35 @@ TEST(IoVolReader, DecodesHeaderPixelsAndOrdersVolumeScansSuperiorFirst) {
                 ASSERT_EQ(v.samples[(b * 4 + a) * 5 + d], (2 - b) * 20 + d * 3 + a) << b << "," << a << "," << d;
     // Other scan patterns keep the file's order.
     EXPECT_EQ(readVolume(dir.write("radial.vol", buildVol(5, {2.0, 1.5, 1.0})), {}).samples[0], 0);
+}
+
+// The device's own ILM (line 0) and RNFL (line 2) come with their B-scans, in the volume's order and flips;
+// points it did not segment are NaN, and lines that would reach into the pixels are not read at all.
+TEST(IoVolReader, DeviceLinesFollowTheirBScansAndFlips) {
+    io_test::ScratchDir dir;
+    const std::string path = dir.write("lines.vol", buildVol(3, {2.0, 1.5, 1.0}));
+    const Volume v = readVolume(path, {});
+    ASSERT_EQ(v.deviceIlm.size(), 12u);
+    ASSERT_EQ(v.deviceRnfl.size(), 12u);
+    for (std::uint32_t b = 0; b < 3; ++b)
+        for (std::uint32_t a = 0; a < 4; ++a) {
+            const float ilm = deviceLine(0, 2 - b, a), rnfl = deviceLine(2, 2 - b, a);  // stored inferior first
+            const std::size_t at = b * 4 + a;
+            if (ilm > 1e30f)
+                EXPECT_TRUE(std::isnan(v.deviceIlm[at])) << at;
+            else
+                EXPECT_FLOAT_EQ(v.deviceIlm[at], ilm) << at;
+            EXPECT_FLOAT_EQ(v.deviceRnfl[at], rnfl) << at;
+        }
+    velin::io::ReadOptions flipped;
+    flipped.flip = "DA";
+    const Volume f = readVolume(path, flipped);
+    EXPECT_FLOAT_EQ(f.deviceRnfl[0], 5.0f - v.deviceRnfl[3]);  // depth 5: a boundary at z lies at 5 - z
+
+    // 20 lines of 16 bytes after offset 256 exceed the 320-byte header: no lines, pixels as before.
+    const Volume noLines = readVolume(dir.write("many.vol", buildVol(3, {2.0, 1.5, 1.0}, 20)), {});
+    EXPECT_TRUE(noLines.deviceIlm.empty() && noLines.deviceRnfl.empty());
+    EXPECT_EQ(noLines.samples, v.samples);
 }
 
 TEST(IoVolReader, TrailingGridDataIsAcceptedButMissingBytesAndBadMarkersAreNot) {
@@ -100,6 +142,11 @@ TEST(IoVolReader, ReadsTheRealOpticNerveHeadSample) {
     EXPECT_NEAR(v.spacingDepthUm, 3.87167, 1e-4);
     EXPECT_NEAR(v.spacingAScanUm, 15.6126, 1e-3);
     EXPECT_DOUBLE_EQ(v.spacingBScanUm, 0.0);  // a single B-scan has no spacing between B-scans
+    // The device's lines: the top of the retina above the nerve-fibre layer's lower boundary, inside the scan.
+    ASSERT_EQ(v.deviceIlm.size(), 768u);
+    for (std::size_t a = 0; a < 768; ++a) {
+        EXPECT_TRUE(v.deviceIlm[a] > 100.0f && v.deviceIlm[a] < v.deviceRnfl[a] && v.deviceRnfl[a] < 400.0f) << a;
+    }
     // The vitreous at the top is dark and the deepest bright band lies well below it.
     double top = 0.0, middle = 0.0;
     for (std::size_t at = 0; at < v.samples.size(); at += 496) {

@@ -38,18 +38,19 @@ BorderedGrid grid(int rows, int columns, const std::function<float(int row, int 
     return g;
 }
 
-// A detector whose four lists hold every (A-scan x, B-scan z) position, with values 0.5 (upper) and 0.25,
-// after the final volume pass.
+// A detector whose four lists hold every (A-scan x, B-scan z) position, after the final volume pass. The value
+// rows name no position (0, 0) and hold 0.5 (upper) and 0.25; a mirrored lower list runs backwards over both axes.
 struct Volume : VelinDetectorIpp {
-    Volume(int aScans, int bScans, int level, const DepthAt& upper, const DepthAt& lower) {
+    Volume(int aScans, int bScans, int level, const DepthAt& upper, const DepthAt& lower, bool mirrored = false) {
         numAScans = aScans, numBScans = bScans, optionFlag = level;
         for (int z = 0; z < bScans; ++z) {
             Matrix b1(aScans, 3), b2(aScans, 3), v1(aScans, 4), v2(aScans, 4);
             for (int x = 0; x < aScans; ++x) {
+                const int x2 = mirrored ? aScans - 1 - x : x, z2 = mirrored ? bScans - 1 - z : z;
                 b1.setRow(x, VectorN(x, upper(x, z), z));
-                b2.setRow(x, VectorN(x, lower(x, z), z));
-                v1.setRow(x, VectorN(x, upper(x, z), z, 0.5));
-                v2.setRow(x, VectorN(x, lower(x, z), z, 0.25));
+                b2.setRow(x, VectorN(x2, lower(x2, z2), z2));
+                v1.setRow(x, VectorN(0, 0, 0, 0.5));
+                v2.setRow(x, VectorN(0, 0, 0, 0.25));
             }
             boundaryList1.push_back(b1), boundaryList2.push_back(b2), valueList1.push_back(v1),
                 valueList2.push_back(v2);
@@ -107,6 +108,28 @@ TEST(SurfaceDiffusion, LosesNothingAtTheEdgesAndReplicatesTheBorder) {
         for (int c = kBorder; c < filled.getColumns() - kBorder; ++c) total += surface[r][c];
     EXPECT_NEAR(total, 2000.0, 1e-2);
     EXPECT_EQ(surface[0][0], surface[kBorder][kBorder]);
+    // Grids of other shapes, or without a border, are left alone.
+    for (BorderedGrid other : {BorderedGrid(filled.getRows() + 1, filled.getColumns(), kBorder),
+                               BorderedGrid(filled.getRows(), filled.getColumns() + 1, kBorder),
+                               BorderedGrid(filled.getRows(), filled.getColumns(), kBorder - 1)}) {
+        diffuseSurface(filled, other, 7, 0.2);
+        EXPECT_EQ(other[kBorder][kBorder], 0.0f) << other.getRows() << "x" << other.getColumns();
+    }
+    BorderedGrid flatFilled(4, 4, 0), flat(4, 4, 0);
+    flatFilled[1][1] = 5.0f;
+    diffuseSurface(flatFilled, flat, 7, 0.2);
+    EXPECT_EQ(flat[1][1], 0.0f);
+}
+
+// Every frame cell takes the value of the interior cell nearest to it, corners included.
+TEST(SurfaceBorder, ReplicationCopiesTheNearestInteriorCellIntoEveryFrameCell) {
+    BorderedGrid g = grid(3, 4, [](int r, int c) { return 10.0f * r + c + 1; });
+    g.replicateBorder();
+    for (int r = 0; r < g.getRows(); ++r)
+        for (int c = 0; c < g.getColumns(); ++c)
+            EXPECT_EQ(g[r][c], 10.0f * std::clamp(r - kBorder, 0, 2) + std::clamp(c - kBorder, 0, 3) + 1)
+                << r << "," << c;
+    EXPECT_EQ(g.getBorderFilled(), 1.0f);
 }
 
 // The smoothing level shows in how far a tall point spreads along the A-scans, at most one cell per step.
@@ -137,4 +160,13 @@ TEST(FinalVolumePass, DiffusionStepsLowerUnderUpperAndDroppedPoints) {
     Volume dropped(21, 21, 0, upper, deepLower);
     EXPECT_EQ(D({dropped.upper(10, 10), dropped.lower(10, 10), dropped.valueList1[10](10, 3), dropped.upper(11, 10)}),
               D({-1.0, -1.0, 0.0, 100.0}));
+
+    // Row k of each value list takes the position of row k of its boundary list, whatever position it named.
+    Volume mirrored(4, 3, 0, constant(100.0), constant(150.0), true);
+    for (int z = 0; z < 3; ++z)
+        for (int k = 0; k < 4; ++k) {
+            const Matrix &v1 = mirrored.valueList1[z], &v2 = mirrored.valueList2[z];
+            EXPECT_EQ(D({v1(k, 0), v1(k, 1), v1(k, 2), v1(k, 3), v2(k, 0), v2(k, 1), v2(k, 2), v2(k, 3)}),
+                      D({double(k), 100, double(z), 0.5, 3.0 - k, 150, 2.0 - z, 0.25}));
+        }
 }

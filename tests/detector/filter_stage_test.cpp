@@ -80,6 +80,49 @@ TEST(FilterStage, ChoosesItsPathByTheShareOfBrightTissue) {
     EXPECT_EQ(dark->dataFirstDepth, 0);
 }
 
+// The blended path: 254 of 4000 smoothed pixels bright (6.35 %), no mark. The intensity profiles run along depth,
+// alike in every A-scan but in the fourth case; the data span all columns. A mask pixel is 1 above the threshold.
+TEST(FilterStage, BlendedPathBlendsClampsRetriesAtOtsuLessTenAndFallsBackToMinimumError) {
+    using Profile = std::function<int(int x, int y)>;
+    using Pixels = std::vector<std::array<int, 3>>;  // column, row, mask value
+    // clang-format off
+    const struct { const char* what; Profile intensity; Ints thresholds; bool accepted; Pixels mask; } cases[] = {
+        // (1460 * 20 + 2540 * 100) / 4000 = 70.8, truncated: 71 is tissue, 70 is not.
+        {"blend", [](int x, int) { return x < 37 ? 20 : x == 37 ? 70 : x == 38 ? 71 : x < 89 ? 100 : 250; },
+         {20, 100}, true, {{37, 5, 0}, {38, 5, 1}}},
+        // The blend of 207 and 91 (133) is raised to 207, leaving only the 248 band.
+        {"clamp", [](int x, int) { return x < 25 ? 91 : x < 75 ? 207 : x < 150 ? 248 : 207; },
+         {207, 91}, true, {{50, 5, 0}, {100, 5, 1}}},
+        // At 70 a stripe of 80 from column 2 puts the layer's edge at the first data sample; the retry at
+        // 100 - 10 leaves it out and keeps the 91 beside the layer.
+        {"retry", [](int x, int) { return x < 2 ? 20 : x < 22 ? 80 : x == 22 ? 91 : x < 91 ? 100 : 250; },
+         {20, 100}, true, {{10, 5, 0}, {22, 5, 1}}},
+        // One sample per A-scan above 50 - 10: the retry's layer check passes, its cleaning (fewer pixels than
+        // A-scans) fails, and that is the result.
+        {"retry result",
+         [](int x, int y) { return x != 100 || y < 1 || y > 18 ? 10 : y == 18 ? 41 : y <= 5 ? 50 : 250; },
+         {10, 50}, false, {{100, 18, 1}}},
+        // The 248 band's edge lies 10 from the first data sample and everything lies above 91 - 10: both checks
+        // fail, and the band alone, above tA, is cleaned and kept.
+        {"fallback", [](int x, int) { return x < 10 ? 91 : x < 85 ? 248 : x < 185 ? 207 : 91; },
+         {207, 91}, true, {{50, 5, 1}, {100, 5, 0}}}};
+    // clang-format on
+    for (const auto& c : cases) {
+        VelinDetectorIpp d;
+        fillImage(d.rawImage, 200, 20, 1);
+        fillImage(d.smoothImage, 200, 20, [](int x, int y) { return y * 200 + x < 254 ? 200 : 0; });
+        fillImage(d.intensityImage, 200, 20, c.intensity);
+        fillImage(d.maskImage, 200, 20, 0);
+        fillImage(d.componentImage, 200, 20, 0);
+        EXPECT_EQ(Ints({d.selectThresholdA(d.intensityImage, d.maskImage, 0, 199, false),
+                        d.selectThresholdB(d.intensityImage, d.maskImage, 0, 199, false)}),
+                  c.thresholds)
+            << c.what;
+        EXPECT_EQ(d.runFilterStage(), c.accepted) << c.what;
+        for (const auto& p : c.mask) EXPECT_EQ(d.maskImage.getRow(p[1])[p[0]], p[2]) << c.what << ": " << p[0];
+    }
+}
+
 TEST(ThresholdSelection, MinimumErrorAndOtsuOnHandMadeHistograms) {
     VelinDetectorIpp detector;
     ippImage8u source, mask;

@@ -53,12 +53,19 @@ TEST(FillShortGaps, InterpolatesWithIntegerTruncationOnlyBelowTheLimitBetweenVal
         {{10, -1, -5, 20}, 100, {10, -1, -5, 20}},  // -5 is neither a gap cell nor an end point
         {{-5, -1, 20}, 100, {-5, -1, 20}},
         // A zero scale converts like the hardware does (INT32_MIN) and then bridges nothing.
-        {{10, -1, 20}, gapLimit(0.0f), {10, -1, 20}}};
+        {{10, -1, 20}, gapLimit(0.0f), {10, -1, 20}},
+        // Negative scales: from about -28.6 up to 0 the limit stays below 3, which bridges nothing; below, it is 3
+        // (one missing B-scan) to 5 (three).
+        {{10, -1, 20}, gapLimit(-28.5f), {10, -1, 20}},
+        {{10, -1, 20}, gapLimit(-28.6f), {10, 15, 20}},
+        {{10, -1, -1, 20}, gapLimit(-40.0f), {10, -1, -1, 20}},
+        {{10, -1, -1, -1, 20}, gapLimit(-100.0f), {10, 12, 15, 17, 20}}};
     // clang-format on
     for (const auto& c : cases) EXPECT_EQ(bridged(c.in, c.maxGap), c.out) << c.in.size() << " " << c.maxGap;
     // The limit rounds half up and adds five.
-    EXPECT_EQ(Ints({gapLimit(100.0f), gapLimit(40.0f), gapLimit(1000.0f), truncateToInt32(-2.9), gapLimit(0.0f) < 0}),
-              Ints({6, 8, 5, -2, 1}));
+    EXPECT_EQ(Ints({gapLimit(100.0f), gapLimit(40.0f), gapLimit(1000.0f), gapLimit(-40.0f), gapLimit(-100.0f),
+                    truncateToInt32(-2.9), gapLimit(0.0f) < 0}),
+              Ints({6, 8, 5, 3, 5, -2, 1}));
 }
 
 TEST(ResultPlanes, WriteDepthsAndTruncatedValuesAtTheUpperRowsPositionsAndBridgeOnlyBetweenWrittenRows) {
@@ -118,19 +125,36 @@ TEST(ResultStore, RowsFollowSegmentOrderAndEveryBScanAddsOneEntryToEachList) {
     EXPECT_DEATH(detector.storeResults(4), "out of range");
 }
 
-// Five B-scans (a few-scans volume) of which the second and fourth are dark and cannot succeed.
-TEST(VolumeDriver, EveryBScanLeavesOneEntryAndASecondRunGivesTheSameResult) {
-    SyntheticVolume volume = makeLayeredVolume({5, 64, 160});
-    for (std::size_t b : {1u, 3u}) std::fill_n(volume.samples.begin() + b * 64 * 160, 64 * 160, 0);
-    VelinDetectorIpp detector;
-    detector.setParameters(volume.samples.data(), 64, 160, 5, 100.0f, 0.0f, 0.0f, 0);
-    const bool found = detector.detectVolume();
-    EXPECT_EQ(detector.fewScansMode, 1);
-    EXPECT_TRUE(found == (detector.successCount >= 1) && detector.successCount <= 3) << detector.successCount;
-    EXPECT_EQ(detector.detectVolume(), found);
-    for (const MatrixList* list :
-         {&detector.boundaryList1, &detector.boundaryList2, &detector.valueList1, &detector.valueList2}) {
-        ASSERT_EQ(list->size(), 5u);
-        EXPECT_EQ((*list)[1].getRowCount() + (*list)[3].getRowCount(), 0u);
+// Five B-scans (a few-scans volume) of which the first two or three can be segmented, the others are dark. Each
+// leaves one entry in each list. Two successes count as found, but the consistency passes need three: only then
+// do the lists differ from those of the B-scans run one by one. Each B-scan starts without the filter stage's mark.
+TEST(VolumeDriver, ConsistencyPassesNeedThreeSegmentedBScansAndEveryBScanStartsUnmarked) {
+    const SyntheticVolume layered = makeLayeredVolume({5, 64, 320});
+    for (int segmented : {2, 3}) {
+        std::vector<std::uint8_t> samples = layered.samples;
+        std::fill(samples.begin() + segmented * 64 * 320, samples.end(), 0);
+        VelinDetectorIpp whole, single;
+        for (VelinDetectorIpp* d : {&whole, &single})
+            d->setParameters(samples.data(), 64, 320, 5, 100.0f, 0.0f, 0.0f, 0);
+        EXPECT_TRUE(whole.detectVolume());
+        EXPECT_EQ(Ints({whole.fewScansMode, whole.successCount}), Ints({1, segmented}));
+        single.fewScansMode = 1;
+        ASSERT_TRUE(single.setupVolume());
+        for (int b = 0; b < 5; ++b) {
+            single.filterStageMark = 1;
+            EXPECT_EQ(single.processBScan(b), b < segmented);
+            EXPECT_EQ(single.filterStageMark, 0);
+        }
+        // The entries of all four lists, B-scan by B-scan; the dark B-scans' are empty.
+        const auto entries = [](VelinDetectorIpp& d) {
+            std::vector<Rows> out;
+            for (const MatrixList* list : {&d.boundaryList1, &d.boundaryList2, &d.valueList1, &d.valueList2})
+                for (const Matrix& m : *list) out.push_back(contents(m));
+            return out;
+        };
+        const std::vector<Rows> found = entries(whole);
+        ASSERT_EQ(found.size(), 20u);
+        for (std::size_t k = 0; k < 20; ++k) EXPECT_EQ(found[k].empty(), int(k % 5) >= segmented) << k;
+        EXPECT_EQ(found == entries(single), segmented == 2);
     }
 }

@@ -19,11 +19,11 @@ using Chains = std::vector<Ints>;
 // A-scans with the given bands (first row, last row, top, end). Each band has a response peak two samples above
 // its top, where the snap to the response puts the chain point back onto the top; a band from column 0 hides
 // the layer's edge from the edge points (too much mask above it), so only the row extension can reach it.
-Chains chains(int height, const std::vector<std::array<int, 4>>& bands) {
+Chains chains(int height, const std::vector<std::array<int, 4>>& bands, int dataFirstDepth = 5) {
     VelinDetectorIpp d;
     fillImage(d.maskImage, 300, height, 0);
     fillImage(d.responseImage, 300, height, 0.0f);
-    d.dataFirstDepth = 5;
+    d.dataFirstDepth = dataFirstDepth;
     d.dataLastDepth = 295;
     for (const auto& b : bands)
         for (int y = b[0]; y <= b[1]; ++y) {
@@ -78,6 +78,11 @@ TEST(TraceSmoothing, MedianWindowSnapToTheLeastResponseAndBridgingBelowTheMeanWe
     Trace t = traceOf({15, 5, 25, 6, 24}, 0, 0);
     d.snapToResponseMinimum(d.responseImage, t, 5);
     EXPECT_EQ(depthsOf(t), (Ints{12, 5, 25, 2, 27}));
+    for (int radius : {0, 30}) {  // no radius, or one beyond the image: nothing moves
+        Trace same = traceOf({15, 6, 24}, 0, 0);
+        d.snapToResponseMinimum(d.responseImage, same, radius);
+        EXPECT_EQ(depthsOf(same), (Ints{15, 6, 24})) << radius;
+    }
 
     auto bridged = [](Trace t, const ValueList& weights) {
         VelinDetectorIpp().bridgeBelowMeanWeight(t, weights);
@@ -85,11 +90,16 @@ TEST(TraceSmoothing, MedianWindowSnapToTheLeastResponseAndBridgingBelowTheMeanWe
     };
     // Mean 0.5: points 1 and 2 lie between (20, a=0) and (10, a=6), stepped over the A-scan distance and
     // truncated toward zero; point 4 is not below the mean and stays.
-    EXPECT_EQ(bridged(traceOf({20, 99, 99, 10, 50, 10}, 0, 2), ValueList{1, 0, 0, 1, 0.5f, 0.5f}),
-              (Ints{20, 19, 17, 10, 50, 10}));
+    for (int step : {2, -2})  // the sign of the A-scan distance cancels
+        EXPECT_EQ(bridged(traceOf({20, 99, 99, 10, 50, 10}, 10, step), ValueList{1, 0, 0, 1, 0.5f, 0.5f}),
+                  (Ints{20, 19, 17, 10, 50, 10}));
     // The first point anchors even when weak; a run reaching the end is anchored at the last point.
     EXPECT_EQ(bridged(traceOf({0, 99, 30, 30, 99, 99, 60}), ValueList{0, 0, 1, 1, 0, 0, 0}),
               (Ints{0, 15, 30, 30, 40, 50, 60}));
+    // No weights, a weight count other than the trace's, or anchors at one A-scan: nothing moves.
+    for (const ValueList& weights : {ValueList{}, ValueList{1, 0}, ValueList{1, 0, 1, 1}})
+        EXPECT_EQ(bridged(traceOf({20, 99, 10}), weights), (Ints{20, 99, 10})) << weights.size();
+    EXPECT_EQ(bridged(traceOf({20, 99, 10}, 5, 0), ValueList{1, 0, 1}), (Ints{20, 99, 10}));
 }
 
 TEST(LinkMaskEdges, JumpToleranceChainStartAndEndAndTheCutBetweenOverlappingChains) {
@@ -113,6 +123,37 @@ TEST(LinkMaskEdges, JumpToleranceChainStartAndEndAndTheCutBetweenOverlappingChai
     // The extension follows the layer 10 samples deeper, connected through the mask of the chain's last row.
     EXPECT_EQ(chains(150, {{1, 100, 100, 300}, {101, 147, 110, 300}, {101, 147, 0, 30}, {148, 148, 200, 300}}),
               (Chains{{1, 147, 100}}));
+    // The backward chain is extended likewise, toward smaller A-scans: rows 21..50 join it, 30 samples from the
+    // forward chain's depth and 10 from its own.
+    EXPECT_EQ(chains(150, {{1, 20, 100, 300}, {21, 50, 130, 300}, {21, 50, 0, 30}, {51, 148, 140, 300}}),
+              (Chains{{1, 20, 100}, {148, 21, 140}}));
+}
+
+TEST(LinkMaskEdges, ChainsThatTogetherExceedTheAScansAreReconciled) {
+    // Edges at or above the first data sample (100) link to nothing, so the forward chain ends at row 200, where
+    // the backward chain starts (the stray edge in row 248 starts neither). A product of 0 keeps the longer chain.
+    EXPECT_EQ(chains(250, {{1, 200, 130, 300}, {201, 247, 100, 300}, {248, 248, 250, 300}}, 100),
+              (Chains{{1, 200, 130}}));
+    // Edges alternating by 30 samples in rows 1..10 and 90..98 delay the forward start and bring the backward end
+    // forward; the backward chain reaches further left (row 2) than the forward one (row 11) and is dropped.
+    std::vector<std::array<int, 4>> bands{{11, 89, 100, 300}};
+    for (int y = 1; y < 99; ++y)
+        if (y <= 10 || y >= 90) bands.push_back({y, y, y % 2 ? 130 : 100, 300});
+    EXPECT_EQ(chains(100, bands), (Chains{{10, 98, 100}}));
+}
+
+// The chain is smoothed over 7 points first: a spike of three points (rows 9..11, 60 deeper) is gone before it
+// could reach the stronger response at its own depth.
+TEST(SnapTracesToResponseMaximum, SmoothsTheChainOverSevenPointsFirst) {
+    VelinDetectorIpp d;
+    fillImage(d.responseImage, 200, 20, [](int x, int y) {
+        return x == 98 ? 1.0f : x == 158 && y >= 9 && y <= 11 ? 5.0f : 0.0f;
+    });
+    Trace chain = traceOf(Ints(20, 100));
+    for (int y = 9; y <= 11; ++y) chain[y].depth = 160;
+    d.upperTraces = {chain};
+    d.snapTracesToResponseMaximum(d.responseImage);
+    EXPECT_EQ(depthsOf(d.upperTraces[0]), Ints(20, 100));
 }
 
 TEST(SnapTracesToResponseMaximum, SearchesFromThePointNearTheTopAndAddsTwo) {

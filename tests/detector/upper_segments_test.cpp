@@ -3,14 +3,15 @@
 namespace {
 
 constexpr int kWidth = 400;
-enum class Profile { Layered, FlatValley, NoSecondBand, NoDarkValley, NarrowValley, Even, EvenDip, Ramp, Zero };
+enum class Profile { Layered, FlatValley, NoSecondBand, NoDarkValley, NarrowValley, Even, EvenDip, EvenOn, Ramp, Zero };
 
 // Filtered A-scans below upper points at depth ~50: a top layer peaking at 60 and, in the layered profiles,
 // a second band at 250..269 with a dark valley between (dipping to 5 at 200 in Layered). NarrowValley is
 // bright down to the band but for a short valley at 200..210; its band is brightest at its top (250) and dips
 // deeper than the valley at 260. Even lies evenly and exactly at the valley threshold, 0.35 * (80 + 100) = 63,
 // from 71 to 239, above a band brightest at its top (80 at 240) and ending at 269 (72), with 63 again at 250;
-// EvenDip dips to 5 at 250 instead. Ramp rises to 74 at 74 with a single bright sample at 75.
+// EvenDip dips to 5 at 250 instead; EvenOn stays at 63 below the band. Ramp rises to 74 at 74 with a single
+// bright sample at 75.
 float profileAt(Profile profile, int x) {
     if (profile == Profile::Zero) return 0.0f;
     if (profile == Profile::Ramp) return x < 75 ? static_cast<float>(x) : x == 75 ? 1000.0f : 0.0f;
@@ -18,8 +19,9 @@ float profileAt(Profile profile, int x) {
     if (x >= 55 && x < (profile == Profile::NoDarkValley ? 250 : 71)) return 80.0f;
     if (profile == Profile::NarrowValley && x > 70 && x < 270)
         return x >= 200 && x <= 210 ? 5.0f : x == 250 ? 95.0f : x == 260 ? 2.0f : x < 250 ? 80.0f : 90.0f;
-    if ((profile == Profile::Even || profile == Profile::EvenDip) && x > 70 && x < 270) {
-        if (x == 250) return profile == Profile::Even ? 63.0f : 5.0f;
+    if (profile == Profile::EvenOn && x >= 270) return 63.0f;
+    if ((profile == Profile::Even || profile == Profile::EvenDip || profile == Profile::EvenOn) && x > 70 && x < 270) {
+        if (x == 250) return profile == Profile::EvenDip ? 5.0f : 63.0f;
         return x < 240 ? 63.0f : x == 240 ? 80.0f : x == 269 ? 72.0f : 75.0f;
     }
     if (profile != Profile::NoSecondBand && x >= 250 && x < 270) return 90.0f;
@@ -76,6 +78,18 @@ TEST(BuildUpperSegments, LimitsFollowThePeakTheSecondBandAndTheValley) {
         EXPECT_EQ(fieldOf(seg, &UpperPoint::limitDepth), (Ints{200, 200, 200, 249, 60, 369, 260, 369, 239}));
         EXPECT_EQ(fieldOf(seg, &UpperPoint::weight), (Floats{1, 1, 1, 1, 0, 0, 1, 0, 1}));
     }
+    // Without a valley below the threshold and without a dark sample past the band, the limit stays at the band's
+    // brightest sample's valley minimum (239) and the point is reliable, but not strong: it counts toward no segment.
+    for (int minimum : {0, 2}) {
+        SegmentScene s(Profile::EvenOn);
+        s.chain(0, 11, 50);
+        s.d.minPointCount = minimum;
+        ASSERT_EQ(s.d.buildUpperSegments(), minimum == 0) << minimum;
+        if (minimum == 0) {
+            EXPECT_EQ(fieldOf(s.d.upperSegments[0], &UpperPoint::limitDepth), Ints(9, 239));
+            EXPECT_EQ(fieldOf(s.d.upperSegments[0], &UpperPoint::weight), Floats(9, 1));
+        }
+    }
 }
 
 TEST(BuildUpperSegments, RunsBreakOnlyOnJumpsInBothDepthAndAScanAndAShrunkWindowIsCarriedOn) {
@@ -127,12 +141,19 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     fillImage(d->responseImage, 300, 50, [](int x, int y) {
         return x == 110 ? 5.0f : x == (y == 14 ? 105 : 120) ? -5.0f : 0.0f;
     });
-    fillImage(d->smoothImage, 300, 50, [](int, int y) { return y == 4 ? 76 : y == 9 ? 75 : y == 13 ? 74 : 100; });
+    fillImage(d->smoothImage, 300, 50, [](int, int y) {
+        return y == 4 ? 76 : y == 9 ? 75 : y == 13 ? 74 : y == 18 ? 70 : 100;
+    });
     for (int a = 0; a < 15; a += 5) addSegment(*d, {a, a + 1, a + 2, a + 3, a + 4}, Ints(5, 100), Floats(5, 1));
+    // A weak point does not count toward the average: 370 / 4 = 92 makes the mean of 70 dark (over 5 points it
+    // would be 74, and 70 would stay).
+    addSegment(*d, {15, 16, 17, 18, 19}, Ints(5, 100), {1, 1, 1, 1, 0});
     d->refineUpperPoints();
     EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::limitDepth), Ints(5, 110));
-    for (int k = 0; k < 3; ++k)
-        EXPECT_EQ(fieldOf(d->upperSegments[k], &UpperPoint::weight), (Floats{1, 1, 1, 1, k ? 0.0f : 1.0f})) << k;
+    for (int k = 0; k < 4; ++k)
+        EXPECT_EQ(fieldOf(d->upperSegments[k], &UpperPoint::weight),
+                  (Floats{1, 1, 1, k < 3 ? 1.0f : 0.0f, k ? 0.0f : 1.0f}))
+            << k;
 
     // Flat response: every limit first moves one sample down, then weak runs are bridged over the A-scan distance.
     d = makeDetector(300, 50);
@@ -140,9 +161,13 @@ TEST(RefineUpperPoints, LimitsMoveToTheStrongestResponseDarkPointsLoseWeightAndW
     addSegment(*d, {20, 21, 22, 23, 28}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});
     addSegment(*d, {40, 41, 42, 43, 44}, {100, 0, 0, 0, 90}, {1, 0, 0, 0, 1});
     addSegment(*d, {30, 31, 32, 33, 34}, {50, 100, 100, 60, 70}, {0, 1, 1, 0, 0});  // weak ends stay
+    addSegment(*d, {49, 48, 47, 46, 45}, {100, 0, 0, 0, 110}, {1, 0, 0, 0, 1});     // A-scans decreasing
     d->refineUpperPoints();
-    const Ints limits[] = {
-        {101, 103, 106, 108, 111}, {101, 102, 103, 104, 111}, {101, 99, 96, 94, 91}, {51, 101, 101, 61, 71}};
-    for (int k = 0; k < 4; ++k) EXPECT_EQ(fieldOf(d->upperSegments[k], &UpperPoint::limitDepth), limits[k]) << k;
+    const Ints limits[] = {{101, 103, 106, 108, 111},
+                           {101, 102, 103, 104, 111},
+                           {101, 99, 96, 94, 91},
+                           {51, 101, 101, 61, 71},
+                           {101, 103, 106, 108, 111}};
+    for (int k = 0; k < 5; ++k) EXPECT_EQ(fieldOf(d->upperSegments[k], &UpperPoint::limitDepth), limits[k]) << k;
     EXPECT_EQ(fieldOf(d->upperSegments[0], &UpperPoint::weight), (Floats{1, 0, 0, 0, 1}));
 }

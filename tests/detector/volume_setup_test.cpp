@@ -103,6 +103,46 @@ TEST(BScanLoading, RescalesToTheFullByteRangeAndGivesSignedDepthEdgesInsideAZero
               Ints({start[39], start[64], start[128 + 15]}));
 }
 
+// In few-scans volumes loading diffuses the low-pass image (5 steps of 0.2) before rescaling it; since diffusion
+// commutes with the rescaling, that equals the normal load, diffused and rescaled again.
+TEST(BScanLoading, FewScansVolumesDiffuseBeforeRescaling) {
+    std::vector<std::uint8_t> volume;
+    const auto sample = [](std::size_t i) { return i * 37 % 101 + (i % 64 > 20 ? 100 : 0); };
+    auto normal = loaded(volume, 12, 16, 64, sample);
+    auto few = loaded(volume, 12, 16, 64, sample);
+    few->fewScansMode = 1;
+    ASSERT_TRUE(normal->loadBScan(3) && few->loadBScan(3));
+    ippImage32f expected;
+    fillImage(expected, 64, 16, [&](int x, int y) { return normal->filteredImage.getRow(y)[x]; });
+    VelinDetectorIpp().diffuse(expected, 5, 0.2);
+    float low = 1e9f, high = -1e9f;
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 64; ++x)
+            low = std::min(low, expected.getRow(y)[x]), high = std::max(high, expected.getRow(y)[x]);
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 64; ++x)
+            ASSERT_NEAR(few->filteredImage.getRow(y)[x], (expected.getRow(y)[x] - low) * 255.0 / (high - low), 1e-3)
+                << x << "," << y;
+}
+
+// Rows of 40 samples in a 64 x 8 transform whose filter passes only the mean. The block copy fills 128 of the 200
+// visible samples (rows 0..2 and 8 samples of row 3), so a B-scan of value v transforms to the constant
+// (128 v + 312 c) / 512, where c is what the transform left outside the B-scan the time before (0 after setup).
+TEST(BScanLoading, TheWorkImageOutsideTheBScanKeepsThePreviousTransform) {
+    std::vector<std::uint8_t> volume;
+    auto d = loaded(volume, 12, 5, 40, [](std::size_t i) { return i < 200 ? 8 : 16; });
+    fillImage(d->fftFilterImage, 64, 8, 0.0f);
+    d->fftFilterImage.getRow(0)[0] = 1.0f;
+    const float expected[] = {128 * 8 / 512.0f, (128 * 16 + 312 * 2) / 512.0f, (128 * 16 + 312 * 5.21875f) / 512.0f};
+    const int bScans[] = {0, 1, 1};
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(d->loadBScan(bScans[i]));
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 64; ++x)
+                ASSERT_NEAR(d->fftWorkImage.getRow(y)[x], expected[i], 1e-4) << i << ": " << x << "," << y;
+    }
+}
+
 TEST(Diffusion, MovesEachInteriorPixelAFifthAlongTheLaplacianAndLeavesTheFrame) {
     VelinDetectorIpp detector;
     ippImage32f image;

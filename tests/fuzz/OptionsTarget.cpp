@@ -15,13 +15,14 @@
 
 #include "Grid.h"
 #include "Pictures.h"
-#include "SegmentOptions.h"
+#include "SegmentArguments.h"
 #include "ThicknessMap.h"
 #include "VolumeJob.h"
 
 #include <Velin/Io/SpacingCheck.h>
 
 #include <cmath>
+#include <limits>
 
 namespace velin_fuzz {
 namespace {
@@ -33,28 +34,36 @@ constexpr int kCanvasSide = 96;
 constexpr int kDepth = 48;
 
 // The parser is built once, as declaring the options costs more than most inputs take to check; before
-// every parse its state and the request it fills are reset, so each input is parsed as on a fresh start.
+// every parse its state and the arguments it fills are reset, so each input is parsed as on a fresh start.
 struct Parser {
     CLI::App app;
-    SegmentRequest request;
-    Parser() { declareSegmentOptions(*app.add_subcommand("segment"), request); }
+    std::vector<std::string> inputs;
+    std::string outputDir;
+    SegmentArguments arguments;
+    SegmentSettings settings;
+    Parser() {
+        CLI::App* segment = app.add_subcommand("segment");
+        segment->add_option("INPUT", inputs)->required();
+        segment->add_option("-o", outputDir)->required();
+        declareSegmentOptions(*segment, arguments);
+    }
 };
 
-const SegmentRequest* parseCommandLine(FuzzInput& input) {
+const SegmentSettings* parseCommandLine(FuzzInput& input) {
     static Parser parser;
     std::vector<std::string> words = {"velin", "segment", "input.npy", "-o", "out"};
     while (!input.atEnd() && words.size() < 40) words.push_back(input.text());
     std::vector<const char*> argv;
     for (const std::string& word : words) argv.push_back(word.c_str());
     parser.app.clear();
-    parser.request = SegmentRequest();
+    parser.arguments = SegmentArguments();
     try {
         parser.app.parse(static_cast<int>(argv.size()), argv.data());
-        completeSettings(parser.request);
+        parser.settings = makeSettings(parser.arguments);
     } catch (const CLI::ParseError&) {
         return nullptr;
     }
-    return &parser.request;
+    return &parser.settings;
 }
 
 // Boundaries of a plausible retina with holes where the byte's bits say, over samples bright below the top.
@@ -64,11 +73,16 @@ velin::Result syntheticResult(int nb, int na, std::uint8_t holes, std::vector<st
     const std::size_t positions = static_cast<std::size_t>(nb) * na;
     r.upperDepth.assign(positions, -1), r.lowerDepth.assign(positions, -1);
     r.upperValue.assign(positions, 0), r.lowerWeight.assign(positions, 0);
+    // The measurements read the boundaries as floats, as the legacy mode fills them from the planes.
+    r.boundaries = velin::Boundaries::Legacy;
+    r.upperBoundary.assign(positions, std::numeric_limits<float>::quiet_NaN());
+    r.lowerBoundary.assign(positions, std::numeric_limits<float>::quiet_NaN());
     samples.assign(positions * kDepth, 20);
     for (std::size_t i = 0; i < positions; ++i) {
         if ((holes >> (i % 8)) & 1) continue;
         const int top = 5 + static_cast<int>(i % 7), bottom = top + 3 + static_cast<int>(i % 5);
         r.upperDepth[i] = static_cast<std::int16_t>(top), r.lowerDepth[i] = static_cast<std::int16_t>(bottom);
+        r.upperBoundary[i] = static_cast<float>(top), r.lowerBoundary[i] = static_cast<float>(bottom);
         for (int d = top; d < kDepth; ++d) samples[i * kDepth + static_cast<std::size_t>(d)] = d == 30 ? 250 : 120;
     }
     return r;
@@ -89,12 +103,18 @@ void checkOptionsAndSpacing(const std::uint8_t* data, std::size_t size) {
     volume.scanKind = kind % 3 == 1 ? "macula" : kind % 3 == 2 ? "disc" : "";
     volume.eye = (kind & 4) ? "OS" : (kind & 8) ? "OD" : "";
     const std::uint8_t holes = input.byte();
-    const SegmentRequest* request = parseCommandLine(input);
-    if (request == nullptr) return;
-    const SegmentSettings& settings = request->settings;
+    const SegmentSettings* parsed = parseCommandLine(input);
+    if (parsed == nullptr) return;
+    const SegmentSettings& settings = *parsed;
 
     velin::io::dropImplausibleSpacing(volume);  // as readVolume does
-    const SpacingChoice choice = chooseSpacing(volume, settings);
+    const VolumeInput given{{volume.samples.data(), volume.numBScans, volume.numAScans, volume.depth},
+                            "input.npy",
+                            volume.eye,
+                            volume.scanKind,
+                            {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm},
+                            volume.notes};
+    const SpacingChoice choice = chooseSpacing(given, settings);
     requirePlausibleSpacing(choice.spacing.depthUm, choice.spacing.aScanUm, choice.spacing.bScanUm);
     const AxialChoice axial = chooseAxialFactor(settings.axialFactor, choice.spacing.depthUm, volume.depth);
     if (axial.factor < 1 || axial.factor > velin::kMaxAxialFactor) broken("axial factor out of range");

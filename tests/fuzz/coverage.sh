@@ -29,7 +29,7 @@ sources() {
     read_raw) echo "$io/RawReader.cpp $readers_common" ;;
     read_tiff) echo "$io/TiffReader.cpp $readers_common" ;;
     entry) echo "$root/Velin/Api/Segment.cpp $root/Velin/Api/AxialSampling.cpp $root/Velin/Api/ArgumentCheck.h" ;;
-    options) echo "$root/tools/SegmentOptions.cpp $root/tools/AxialFactor.cpp $root/tools/ShapeOption.cpp \
+    options) echo "$root/tools/SegmentArguments.cpp $root/tools/AxialFactor.cpp $root/tools/ShapeOption.cpp \
       $root/tools/Grid.cpp $root/tools/ThicknessMap.cpp $io/SpacingCheck.cpp" ;;
   esac
 }

@@ -218,6 +218,20 @@ TEST(Statistics, MinMaxSkipsNaNSumStaysExactAndHistogramLevelsAndBins) {
     const float nans[3] = {kNaN, kNaN, kNaN};
     ASSERT_EQ(ippiMinMax_32f_C1R(nans, 12, {3, 1}, &mn, &mx), ippStsNoErr);
     EXPECT_TRUE(std::isnan(mn) && std::isnan(mx));
+    // Of two equal extremes the first in row order is the one: +0 and -0 tell which. Rows of 37 reach past
+    // any vector width, and the later zero sits in an earlier lane than the first.
+    for (const bool negativeFirst : {false, true}) {
+        std::vector<float> zeros(37 * 3, 1.0f);
+        zeros[5] = negativeFirst ? -0.0f : 0.0f;
+        zeros[37 + 2] = negativeFirst ? 0.0f : -0.0f;
+        for (float& v : zeros) v = v == 1.0f ? 2.0f : v;  // everything else above the zeros
+        zeros[40] = kNaN;
+        ASSERT_EQ(ippiMinMax_32f_C1R(zeros.data(), 37 * 4, {37, 3}, &mn, &mx), ippStsNoErr);
+        EXPECT_TRUE(mn == 0.0f && std::signbit(mn) == negativeFirst && mx == 2.0f) << negativeFirst;
+        for (float& v : zeros) v = v == 2.0f ? -2.0f : v;  // now the zeros are the greatest
+        ASSERT_EQ(ippiMinMax_32f_C1R(zeros.data(), 37 * 4, {37, 3}, &mn, &mx), ippStsNoErr);
+        EXPECT_TRUE(mx == 0.0f && std::signbit(mx) == negativeFirst && mn == -2.0f) << negativeFirst;
+    }
 
     // A float running sum would round long before 300 rows of 4096 bytes of 255.
     const std::vector<Ipp8u> bytes(4096 * 300, 255);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -18,18 +19,26 @@
 
 using namespace Orvan::Velin;
 
-TEST(SegmentationCall, LeavesThePlanesUntouchedWithoutEnoughBScansOrWithoutTissue) {
-    const velin_test::SyntheticVolume layered = velin_test::makeLayeredVolume({10, 64, 160});
+TEST(SegmentationCall, LeavesThePlanesUntouchedWithoutEnoughBScansWithoutTissueOrOnAFailure) {
+    const velin_test::SyntheticVolume layered = velin_test::makeLayeredVolume({10, 64, 320});
     const std::vector<short> fresh(10 * 64, 4321);
     std::vector<short> p1(fresh), p2(fresh), p3(fresh), p4(fresh);
     // Nine B-scans of a volume that would segment well.
-    CVelinLayerSegment().VelinLayerSegment(layered.samples.data(), 9, 64, 160, p1.data(), p2.data(), p3.data(),
+    CVelinLayerSegment().VelinLayerSegment(layered.samples.data(), 9, 64, 320, p1.data(), p2.data(), p3.data(),
                                            p4.data(), 100.0f, 0.0f, 0.0f, 0);
+    // A failure inside the call (here the progress report throws once every B-scan is done) leaves the call with
+    // its exception.
+    const ProgressCallback failAtTheEnd = [](int done, int total, void*) {
+        if (done == total) throw std::runtime_error("stop");
+    };
+    EXPECT_THROW(runSegmentation(layered.samples.data(), 10, 64, 320, p1.data(), p2.data(), p3.data(), p4.data(),
+                                 100.0f, 0.0f, 0.0f, 0, failAtTheEnd, nullptr, nullptr),
+                 std::runtime_error);
     // Every B-scan fails: too few bright pixels.
     const std::vector<unsigned char> dark(layered.samples.size(), 30);
     int segmented = -1;
-    EXPECT_EQ(runSegmentation(dark.data(), 10, 64, 160, p1.data(), p2.data(), p3.data(), p4.data(), 100.0f, 0.0f,
-                              0.0f, 0, nullptr, nullptr, &segmented),
+    EXPECT_EQ(runSegmentation(dark.data(), 10, 64, 320, p1.data(), p2.data(), p3.data(), p4.data(), 100.0f, 0.0f, 0.0f,
+                              0, nullptr, nullptr, &segmented),
               RunOutcome::NothingFound);
     EXPECT_EQ(segmented, 0);
     EXPECT_TRUE(p1 == fresh && p2 == fresh && p3 == fresh && p4 == fresh);
