@@ -78,8 +78,15 @@ def test_results_are_read_only_and_outlive_their_result() -> None:
 def test_progress_is_reported_per_b_scan_and_its_exception_ends_the_call() -> None:
     volume = velin.phantom((12, 128, 512))
     calls = []
-    velin.segment(volume, progress=lambda done, total: calls.append((done, total)))
+    serial = velin.segment(volume, threads=1, progress=lambda done, total: calls.append((done, total)))
     assert calls == [(b, 12) for b in range(1, 13)]
+    # Threads change nothing in the result, and the callback still sees every B-scan once, in order.
+    calls.clear()
+    parallel = velin.segment(volume, threads=3, progress=lambda done, total: calls.append((done, total)))
+    assert calls == [(b, 12) for b in range(1, 13)]
+    assert serial.planes.keys() == parallel.planes.keys()
+    for name, plane in serial.planes.items():
+        np.testing.assert_array_equal(plane, parallel.planes[name])
 
     seen = []
 
