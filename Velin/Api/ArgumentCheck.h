@@ -31,6 +31,9 @@ constexpr int kMaxSmoothing = 1000;
 /// rather than time; the limit is above the cores of any single machine the library runs on.
 constexpr int kMaxThreads = 1024;
 
+/// velin_options.size of the first layout, which ended after `threads`; callers built with it still work.
+constexpr int kFirstOptionsSize = 2 * static_cast<int>(sizeof(int));
+
 /// Plausible sample spacings in micrometres. Along depth and between A-scans: 0.1 um to 1 mm; OCT samples
 /// lie a few micrometres apart in depth and a few to some tens of micrometres apart laterally, so the range
 /// leaves two orders of magnitude either way. Between B-scans up to 10 mm: sparse line scans step further,
@@ -135,10 +138,11 @@ inline ArgumentProblem checkOptions(const CallArguments& call) {
         return problem(VELIN_ERR_BAD_OPTIONS, "threads",
                        std::to_string(call.threads) + " is outside 0.." + std::to_string(kMaxThreads) +
                            " (0 = one per processor core)");
-    if (call.optionsSize != static_cast<int>(sizeof(velin_options)))
+    if (call.optionsSize != static_cast<int>(sizeof(velin_options)) && call.optionsSize != kFirstOptionsSize)
         return problem(VELIN_ERR_BAD_OPTIONS, "options.size",
                        std::to_string(call.optionsSize) +
-                           " is not sizeof(velin_options) = " + std::to_string(sizeof(velin_options)));
+                           " is neither sizeof(velin_options) = " + std::to_string(sizeof(velin_options)) +
+                           " nor the first layout's " + std::to_string(kFirstOptionsSize));
     struct Spacing {
         const char* name;
         double um;

@@ -25,7 +25,10 @@ struct ProgressRelay {
     std::exception_ptr error;
 };
 
-// No exception may cross the C entry, so a throwing callback is remembered and silenced until the end.
+// No exception may cross the C entry, so a throwing callback is remembered, and the engine is asked to stop:
+// it starts no further B-scan, and the exception is rethrown once the call has returned.
+extern "C" int stopAfterFailure(void* user) { return static_cast<ProgressRelay*>(user)->error ? 1 : 0; }
+
 extern "C" void relayProgress(int done, int total, void* user) {
     auto* relay = static_cast<ProgressRelay*>(user);
     if (relay->error) return;
@@ -120,6 +123,10 @@ Result segment(const VolumeView& volume, const Options& options) {
     velin_options engineOptions;
     velin_options_init(&engineOptions);
     engineOptions.threads = options.threads;
+    if (options.progress) {
+        engineOptions.stop = stopAfterFailure;
+        engineOptions.stopUser = &relay;
+    }
     const int status = velin_segment_with_options(
         samples, volume.numBScans, volume.numAScans, result.engineDepth, result.upperDepth.data(),
         result.lowerDepth.data(), result.upperValue.data(), result.lowerWeight.data(), options.gapScale,

@@ -22,7 +22,8 @@ struct VolumeView {
 };
 
 /// Called after each B-scan with the number done so far and the total. It runs on the caller's thread.
-/// Exceptions it throws are held back until the engine has finished and then rethrown from segment().
+/// An exception it throws stops the engine: no further B-scan is started, the B-scans under way on other
+/// threads end, and segment() rethrows the exception without a result.
 using ProgressCallback = std::function<void(int done, int total)>;
 
 /// Which boundaries fill Result::upperBoundary and Result::lowerBoundary.

@@ -37,6 +37,29 @@ int validate(const unsigned char* volume, int numBScans, int numAScans, int dept
     return velin::checkArguments(call).status;
 }
 
+// Thrown from the engine's progress report when the caller's stop function asks to stop. The engine ends
+// its run on any exception of the progress report (after the B-scans under way on other threads); this one
+// is told apart from a failure when it arrives here.
+struct StopRequested {};
+
+// What the engine's progress report calls: the caller's report, then the caller's stop function.
+struct ProgressAndStop {
+    velin_progress_fn progress;
+    void* user;
+    velin_stop_fn stop;
+    void* stopUser;
+};
+
+void reportAndAskToStop(int done, int total, void* relay) {
+    const auto* calls = static_cast<const ProgressAndStop*>(relay);
+    if (calls->progress != nullptr) {
+        calls->progress(done, total, calls->user);
+    }
+    if (calls->stop != nullptr && calls->stop(calls->stopUser) != 0) {
+        throw StopRequested{};
+    }
+}
+
 }  // namespace
 
 extern "C" {
@@ -65,6 +88,8 @@ void velin_options_init(velin_options* options) {
     *options = velin_options{};
     options->size = static_cast<int>(sizeof(velin_options));
     options->threads = 0;
+    options->stop = nullptr;
+    options->stopUser = nullptr;
 }
 
 int velin_segment_with_options(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
@@ -79,12 +104,17 @@ int velin_segment_with_options(const unsigned char* volume, int numBScans, int n
             return invalid;
         }
         const int threads = options != nullptr ? options->threads : 0;
+        // The stop function exists only in the current layout; a caller of the first never set one.
+        const bool currentLayout = options != nullptr && options->size == static_cast<int>(sizeof(velin_options));
+        ProgressAndStop relay{progress, user, currentLayout ? options->stop : nullptr,
+                              currentLayout ? options->stopUser : nullptr};
         // The count goes through a local so that the caller's variable is written only once the run has
         // completed, never half-way through a failure.
         int segmented = 0;
-        const Orvan::Velin::RunOutcome outcome =
-            Orvan::Velin::runSegmentation(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
-                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented, threads);
+        const Orvan::Velin::RunOutcome outcome = Orvan::Velin::runSegmentation(
+            volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale, widthSelector, auxParameter,
+            optionFlag, relay.stop != nullptr ? reportAndAskToStop : progress,
+            relay.stop != nullptr ? static_cast<void*>(&relay) : user, &segmented, threads);
         if (bscansSegmented != nullptr) {
             *bscansSegmented = segmented;
         }
@@ -97,6 +127,8 @@ int velin_segment_with_options(const unsigned char* volume, int numBScans, int n
                 return VELIN_ERR_NO_BSCAN_FOUND;
         }
         return VELIN_ERR_INTERNAL;
+    } catch (const StopRequested&) {
+        return VELIN_ERR_STOPPED;
     } catch (const std::bad_alloc&) {
         return VELIN_ERR_OUT_OF_MEMORY;
     } catch (...) {
@@ -128,7 +160,9 @@ const char* velin_status_message(int status) {
             return "internal error";
         case VELIN_ERR_BAD_OPTIONS:
             return "an option is invalid: optionFlag above 1000, widthSelector or auxParameter not finite, threads "
-                   "outside 0..1024, or the options' size not sizeof(velin_options)";
+                   "outside 0..1024, or the options' size of no known layout";
+        case VELIN_ERR_STOPPED:
+            return "stopped at the caller's request; the planes are untouched";
         case VELIN_ERR_BAD_SPACING:
             return "a sample spacing is neither 0 (unknown) nor within 0.1 to 1000 um (10000 um between B-scans)";
         default:

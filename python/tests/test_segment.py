@@ -94,9 +94,12 @@ def test_progress_is_reported_per_b_scan_and_its_exception_ends_the_call() -> No
         seen.append(done)
         raise RuntimeError("stop here")
 
-    with pytest.raises(RuntimeError, match="stop here"):
-        velin.segment(volume, progress=failing)
-    assert seen == [1]
+    # The engine stops after the B-scans under way, on one thread or several, and nothing is returned.
+    for threads in (1, 3):
+        seen.clear()
+        with pytest.raises(RuntimeError, match="stop here"):
+            velin.segment(volume, threads=threads, progress=failing)
+        assert seen == [1]
 
 
 def test_ctrl_c_interrupts_segmentation_and_the_next_call_works() -> None:

@@ -72,7 +72,7 @@ TEST(CEntry, VersionAndADistinctMessageForEveryStatus) {
     const std::string unknown = entry().statusMessage(-1000);
     EXPECT_EQ(unknown, entry().statusMessage(1));
     std::set<std::string> seen = {unknown};
-    for (int status = VELIN_OK; status >= VELIN_ERR_BAD_SPACING; --status)
+    for (int status = VELIN_OK; status >= VELIN_ERR_STOPPED; --status)
         EXPECT_TRUE(seen.insert(entry().statusMessage(status)).second) << "status " << status << " repeats a message";
 }
 
@@ -175,7 +175,8 @@ TEST(CEntry, PlanesEqualTheExportedClassBitForBit) {
 }
 
 // Options with a size the library does not know, or a negative thread count, are refused after the other
-// arguments and before anything is written; the thread count never changes the planes, on a volume whose
+// arguments and before anything is written; a stop function ends the call after the B-scan it answers;
+// the thread count never changes the planes, on a volume whose
 // transform is larger than its B-scans (200 A-scans, 256 transform rows) where part of each B-scan's
 // transform carries into the next.
 TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
@@ -203,7 +204,7 @@ TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
     };
     for (const Refused& test : refused) {
         SCOPED_TRACE(test.what);
-        velin_options options{test.size, test.threads};
+        velin_options options{test.size, test.threads, nullptr, nullptr};
         const velin_options* pointer = &options;
         Call bad = call;
         if (test.badGapScale) bad.gapScale = 0.0f;
@@ -228,6 +229,30 @@ TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
         EXPECT_EQ(out.planes, reference.planes);
         EXPECT_EQ(out.count, reference.count);
         EXPECT_EQ(out.done, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+
+        // A caller built with the first layout, which ended after the thread count, set no stop function.
+        options.size = 2 * static_cast<int>(sizeof(int));
+        options.stop = [](void*) { return 1; };
+        const Outcome first = run(call, size, &pointer);
+        EXPECT_EQ(first.status, VELIN_OK);
+        EXPECT_EQ(first.planes, reference.planes);
+
+        // A stop asked for after the first B-scan's report ends the call there: no further report, nothing
+        // written, whether the other threads were busy or not.
+        entry().optionsInit(&options);
+        options.threads = threads;
+        int asked = 0;
+        options.stop = [](void* user) {
+            ++*static_cast<int*>(user);
+            return 1;
+        };
+        options.stopUser = &asked;
+        const Outcome stopped = run(call, size, &pointer);
+        EXPECT_EQ(stopped.status, VELIN_ERR_STOPPED);
+        EXPECT_EQ(asked, 1);
+        EXPECT_EQ(stopped.done, std::vector<int>{1});
+        EXPECT_TRUE(stopped.planesUntouched());
+        EXPECT_EQ(stopped.count, kCountUntouched);
     }
 }
 
@@ -296,10 +321,10 @@ TEST(CEntry, RefinedBoundariesAreTheSameOnAnyThreadCount) {
         VELIN_OK);
     // 0 is one thread per processor core.
     for (int threads : {3, 0}) {
-        ASSERT_EQ(entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(),
-                                           1.95, 11.7, 47.0, parallel[0].data(), parallel[1].data(), nullptr, nullptr,
-                                           threads),
-                  VELIN_OK);
+        ASSERT_EQ(
+            entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(), 1.95,
+                                     11.7, 47.0, parallel[0].data(), parallel[1].data(), nullptr, nullptr, threads),
+            VELIN_OK);
         for (int i = 0; i < 2; ++i)
             EXPECT_EQ(std::memcmp(serial[i].data(), parallel[i].data(), size * sizeof(float)), 0) << threads;
     }
