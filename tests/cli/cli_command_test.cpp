@@ -4,7 +4,7 @@
 #include <Velin/Io/PngFile.h>
 #include "Progress.h"
 #include "ThreadPlan.h"
-#include "dicom_test_files.h"
+#include <support/DicomFiles.h>
 #include "io_test_support.h"
 #include "support/VolumeFiles.h"
 

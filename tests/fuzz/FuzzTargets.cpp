@@ -16,18 +16,16 @@ void readVol(const std::uint8_t* data, std::size_t size) { readVolumeFile(".vol"
 void readImg(const std::uint8_t* data, std::size_t size) { readVolumeFile(".img", data, size); }
 void readRaw(const std::uint8_t* data, std::size_t size) { readVolumeFile(".raw", data, size); }
 void readTiff(const std::uint8_t* data, std::size_t size) { readVolumeFile(".tif", data, size); }
+void readDicom(const std::uint8_t* data, std::size_t size) { readVolumeFile(".dcm", data, size); }
 
 }  // namespace
 
 const std::vector<NamedTarget>& targets() {
     static const std::vector<NamedTarget> all = {
-        {"read_npy", readNpy},
-        {"read_vol", readVol},
-        {"read_img", readImg},
-        {"read_raw", readRaw},
-        {"read_tiff", readTiff},
-        {"entry", segmentSmallVolume},
-        {"options", checkOptionsAndSpacing},
+        {"read_npy", readNpy},         {"read_vol", readVol},
+        {"read_img", readImg},         {"read_raw", readRaw},
+        {"read_tiff", readTiff},       {"read_dicom", readDicom},
+        {"entry", segmentSmallVolume}, {"options", checkOptionsAndSpacing},
     };
     return all;
 }

@@ -4,6 +4,7 @@
 // export. Seeds are made afresh for every run and never stored in the repository.
 
 #include "FuzzTargets.h"
+#include "support/DicomFiles.h"
 #include "support/VolumeFiles.h"
 
 #include <Velin/Io/NpyFile.h>
@@ -17,6 +18,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -158,6 +160,47 @@ void volSeeds(const Volume& v, const std::string& sharedSample) {
     seed("read_vol", "shared-sample-headers", withOptions(0, 0, 0, 0, 0, shrunk));
 }
 
+// The volume as DICOM in every transfer syntax the test helpers write: 8-bit samples in each, and 12 bits
+// stored in 16 (the samples times 16 plus a ripple, so that the low bits vary) in the syntaxes that take them.
+// A syntax this DCMTK cannot encode is left out with a note.
+void dicomSeeds(const Volume& v) {
+    struct Encoding {
+        const char* name;
+        E_TransferSyntax syntax;
+        bool wide;
+    } const encodings[] = {
+        {"implicit", EXS_LittleEndianImplicit, false},
+        {"explicit", EXS_LittleEndianExplicit, false},
+        {"big-endian", EXS_BigEndianExplicit, false},
+        {"deflated", EXS_DeflatedLittleEndianExplicit, false},
+        {"rle", EXS_RLELossless, false},
+        {"jpeg-baseline", EXS_JPEGProcess1, false},
+        {"jpeg-lossless", EXS_JPEGProcess14, false},
+        {"jpeg-lossless-sv1", EXS_JPEGProcess14SV1, false},
+        {"jpeg-ls", EXS_JPEGLSLossless, false},
+        {"jpeg-ls-near", EXS_JPEGLSLossy, false},
+        {"wide-explicit", EXS_LittleEndianExplicit, true},
+        {"wide-rle", EXS_RLELossless, true},
+        {"wide-jpeg-extended", EXS_JPEGProcess2_4, true},
+        {"wide-jpeg-lossless", EXS_JPEGProcess14, true},
+        {"wide-jpeg-lossless-sv1", EXS_JPEGProcess14SV1, true},
+        {"wide-jpeg-ls", EXS_JPEGLSLossless, true},
+    };
+    std::vector<std::uint16_t> wide(v.samples.size());
+    for (std::size_t i = 0; i < wide.size(); ++i) wide[i] = static_cast<std::uint16_t>(v.samples[i] * 16 + i % 16);
+    const fs::path scratch = outDir / "scratch.dcm";
+    for (const Encoding& e : encodings) {
+        try {
+            const auto image = e.wide ? dicom_test::volumeImage(v.numBScans, v.numAScans, v.depth, wide, 16, 12)
+                                      : dicom_test::volumeImage(v.numBScans, v.numAScans, v.depth, v.samples);
+            dicom_test::save(*image, scratch.string(), e.syntax);
+            seed("read_dicom", e.name, withOptions(e.wide ? 1 : 0, 0, 0, 0, 0, fileBytes(scratch)));
+        } catch (const std::runtime_error& error) {
+            std::fprintf(stderr, "fuzz_seeds: no %s seed: %s\n", e.name, error.what());
+        }
+    }
+}
+
 void entrySeeds() {
     struct Case {
         const char* name;
@@ -250,9 +293,11 @@ int main(int argc, char** argv) {
     rawAndImgSeeds(macula);
     tiffSeeds(phantom(2, 12, 64, "disc"));
     volSeeds(phantom(2, 8, 64, "macula"), argc > 2 ? argv[2] : "");
+    dicomSeeds(phantom(3, 16, 64, "macula"));
     entrySeeds();
     optionSeeds();
     fs::remove(outDir / "scratch.npy");
     fs::remove(outDir / "scratch.tif");
+    fs::remove(outDir / "scratch.dcm");
     return 0;
 }
