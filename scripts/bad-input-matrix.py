@@ -71,6 +71,53 @@ def vol(b_scans: int = 10, a_scans: int = 16, depth: int = 32, scale_x: float = 
     return bytes(out)
 
 
+def element(group: int, number: int, vr: str, value: bytes) -> bytes:
+    """One element in explicit VR little endian, padded to an even length."""
+    if len(value) % 2:
+        value += b"\0" if vr in ("UI", "OB") else b" "
+    head = struct.pack("<HH", group, number) + vr.encode()
+    if vr in ("OB", "OW", "SQ", "UN"):
+        return head + b"\0\0" + struct.pack("<I", len(value)) + value
+    return head + struct.pack("<H", len(value)) + value
+
+
+def us(group: int, number: int, value: int) -> bytes:
+    return element(group, number, "US", struct.pack("<H", value))
+
+
+def dicom(frames: int = 3, rows: int = 16, columns: int = 16, bits: int = 8, samples: int = 1,
+          syntax: str = "1.2.840.10008.1.2.1", pixels: bytes | None = None, fragments: list[bytes] | None = None) -> bytes:
+    """A multi-frame ophthalmic tomography image: native pixel data (zeros unless given) or, with fragments,
+    encapsulated pixel data of those fragments."""
+    meta_elements = (element(2, 1, "OB", b"\0\1") + element(2, 2, "UI", b"1.2.840.10008.5.1.4.1.1.77.1.5.4")
+                     + element(2, 3, "UI", b"1.2.3.4") + element(2, 0x10, "UI", syntax.encode()))
+    meta = element(2, 0, "UL", struct.pack("<I", len(meta_elements))) + meta_elements
+    data = (element(8, 0x16, "UI", b"1.2.840.10008.5.1.4.1.1.77.1.5.4") + element(8, 0x18, "UI", b"1.2.3.4")
+            + us(0x28, 2, samples) + element(0x28, 4, "CS", b"MONOCHROME2") + element(0x28, 8, "IS", str(frames).encode())
+            + us(0x28, 0x10, rows) + us(0x28, 0x11, columns) + us(0x28, 0x100, bits) + us(0x28, 0x101, bits)
+            + us(0x28, 0x102, bits - 1) + us(0x28, 0x103, 0))
+    if fragments is None:
+        if pixels is None:
+            pixels = bytes(frames * rows * columns * samples * max(bits // 8, 1))
+        data += element(0x7FE0, 0x10, "OB", pixels)
+    else:
+        items = struct.pack("<HHI", 0xFFFE, 0xE000, 0)  # an empty offset table
+        for fragment in fragments:
+            fragment += b"\0" * (len(fragment) % 2)
+            items += struct.pack("<HHI", 0xFFFE, 0xE000, len(fragment)) + fragment
+        items += struct.pack("<HHI", 0xFFFE, 0xE0DD, 0)
+        data += struct.pack("<HH", 0x7FE0, 0x10) + b"OB\0\0" + struct.pack("<I", 0xFFFFFFFF) + items
+    return bytes(128) + b"DICM" + meta + data
+
+
+def lossless_jpeg(rows: int = 16, columns: int = 16, precision: int = 8, category: int = 0, predictor: int = 1) -> bytes:
+    """The headers of a lossless JPEG stream (one Huffman code for `category`) and a few bytes of data."""
+    frame = b"\xff\xc3" + struct.pack(">HBHHB", 11, precision, rows, columns, 1) + b"\x01\x11\x00"
+    table = b"\xff\xc4" + struct.pack(">H", 2 + 17 + 1) + b"\x00" + b"\x01" + bytes(15) + bytes([category])
+    scan = b"\xff\xda" + struct.pack(">HB", 8, 1) + b"\x01\x00" + bytes([predictor, 0, 0])
+    return b"\xff\xd8" + frame + table + scan + bytes(64) + b"\xff\xd9"
+
+
 # --- the cases -------------------------------------------------------------------------------------------
 
 @dataclass
@@ -116,6 +163,18 @@ def cases() -> list[Case]:
         Case(".vol claiming 4294967295 B-scans", "count.vol", vol()[:16] + b"\xff\xff\xff\xff" + vol()[20:]),
         Case(".vol with an infinite spacing between A-scans", "inf.vol", vol(scale_x=math.inf)),
         Case(".vol with a NaN depth spacing", "nan.vol", vol(scale_z=math.nan)),
+        Case("DICOM that is not one", "fake.dcm", b"x" * 300),
+        Case("DICOM cut in the pixel data", "cut.dcm", dicom()[:-300]),
+        Case("DICOM of a single frame", "single.dcm", dicom(frames=1)),
+        Case("DICOM colour frames", "colour.dcm", dicom(samples=3)),
+        Case("DICOM of 12-bit samples", "twelve.dcm", dicom(bits=12, pixels=bytes(3 * 16 * 16 * 2))),
+        Case("DICOM in an unknown transfer syntax", "syntax.dcm", dicom(syntax="1.2.840.10008.1.2.4.999")),
+        Case("DICOM lossless JPEG frames taller than the image", "rows.dcm",
+             dicom(bits=16, syntax="1.2.840.10008.1.2.4.70", fragments=[lossless_jpeg(rows=64, precision=16)] * 3)),
+        Case("DICOM lossless JPEG with difference category 200", "category.dcm",
+             dicom(bits=16, syntax="1.2.840.10008.1.2.4.70", fragments=[lossless_jpeg(precision=16, category=200)] * 3)),
+        Case("DICOM lossless JPEG with predictor 0", "predictor.dcm",
+             dicom(syntax="1.2.840.10008.1.2.4.57", fragments=[lossless_jpeg(predictor=0)] * 3)),
         Case("a file that does not exist", "absent.npy", None),
         Case("a folder", "folder.npy", None, make=lambda p: p.mkdir()),
         Case("an unknown extension", "volume.dat", CUBE),
@@ -133,6 +192,9 @@ def cases() -> list[Case]:
         Case("--grid hex", "cube.raw", CUBE, ["--shape", "3x16x16", "--grid", "hex"]),
         Case("--eye OU", "cube.raw", CUBE, ["--shape", "3x16x16", "--eye", "OU"]),
         Case("-j 0", "cube.raw", CUBE, ["--shape", "3x16x16", "-j", "0"]),
+        Case("--threads -1", "cube.raw", CUBE, ["--shape", "3x16x16", "--threads", "-1"]),
+        Case("--threads 5000", "cube.raw", CUBE, ["--shape", "3x16x16", "--threads", "5000"]),
+        Case("--boundaries median", "cube.raw", CUBE, ["--shape", "3x16x16", "--boundaries", "median"]),
     ]
 
 

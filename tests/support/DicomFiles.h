@@ -19,6 +19,7 @@
 #include <dcmtk/dcmjpeg/djrploss.h>
 #include <dcmtk/dcmjpls/djencode.h>
 #include <dcmtk/dcmjpls/djrparam.h>
+#include <dcmtk/oflog/oflog.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -36,6 +37,8 @@ using Fragments = std::vector<std::vector<std::uint8_t>>;
 inline void registerEncoders() {
     static std::once_flag once;
     std::call_once(once, [] {
+        // The encoders' notes (e.g. on modality transforms) are no news to a test.
+        OFLog::configure(OFLogger::WARN_LOG_LEVEL);
         DJEncoderRegistration::registerCodecs();
         DJLSEncoderRegistration::registerCodecs();
         DcmRLEEncoderRegistration::registerCodecs();
