@@ -66,6 +66,17 @@ struct CallArguments {
     bool padsDepth = false;
 };
 
+/// A call's volume and sizes, every other argument at its default.
+inline CallArguments volumeArguments(bool hasVolume, bool hasPlanes, int numBScans, int numAScans, int depth) {
+    CallArguments call;
+    call.hasVolume = hasVolume;
+    call.hasPlanes = hasPlanes;
+    call.numBScans = numBScans;
+    call.numAScans = numAScans;
+    call.depth = depth;
+    return call;
+}
+
 /// The first argument at fault. `status` is the C entry's code for it (VELIN_OK when every argument
 /// passes); `message` names the argument and its value, e.g. "smoothing = 5000 is above 1000", and
 /// `argument` and `complaint` are its two halves ("smoothing", "5000 is above 1000").

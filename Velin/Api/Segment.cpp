@@ -69,11 +69,8 @@ void fillBoundaries(const VolumeView& volume, const Options& options, Result& re
 }  // namespace
 
 CallArguments callArguments(const VolumeView& volume, const Options& options) {
-    CallArguments call;
-    call.hasVolume = volume.data != nullptr;
-    call.numBScans = volume.numBScans;
-    call.numAScans = volume.numAScans;
-    call.depth = volume.depth;
+    CallArguments call =
+        volumeArguments(volume.data != nullptr, true, volume.numBScans, volume.numAScans, volume.depth);
     call.gapScale = options.gapScale;
     call.widthSelector = options.widthSelector;
     call.auxParameter = options.auxParameter;

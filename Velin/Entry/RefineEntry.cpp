@@ -19,12 +19,9 @@ namespace {
 int validate(const unsigned char* volume, int numBScans, int numAScans, int depth, const short* upperStart,
              const short* lowerStart, double depthSpacingUm, double aScanSpacingUm, double bScanSpacingUm,
              const float* upper, const float* lower, int threads) {
-    velin::CallArguments call;
-    call.hasVolume = volume != nullptr;
-    call.hasPlanes = upperStart != nullptr && lowerStart != nullptr && upper != nullptr && lower != nullptr;
-    call.numBScans = numBScans;
-    call.numAScans = numAScans;
-    call.depth = depth;
+    velin::CallArguments call = velin::volumeArguments(
+        volume != nullptr, upperStart != nullptr && lowerStart != nullptr && upper != nullptr && lower != nullptr,
+        numBScans, numAScans, depth);
     call.threads = threads;
     call.depthSpacingUm = depthSpacingUm;
     call.aScanSpacingUm = aScanSpacingUm;

@@ -19,12 +19,9 @@ namespace {
 int validate(const unsigned char* volume, int numBScans, int numAScans, int depth, const short* plane1,
              const short* plane2, const short* plane3, const short* plane4, float gapScale, float widthSelector,
              float auxParameter, int optionFlag, const velin_options* options) {
-    velin::CallArguments call;
-    call.hasVolume = volume != nullptr;
-    call.hasPlanes = plane1 != nullptr && plane2 != nullptr && plane3 != nullptr && plane4 != nullptr;
-    call.numBScans = numBScans;
-    call.numAScans = numAScans;
-    call.depth = depth;
+    velin::CallArguments call = velin::volumeArguments(
+        volume != nullptr, plane1 != nullptr && plane2 != nullptr && plane3 != nullptr && plane4 != nullptr, numBScans,
+        numAScans, depth);
     call.gapScale = gapScale;
     call.widthSelector = widthSelector;
     call.auxParameter = auxParameter;
