@@ -324,9 +324,7 @@ NpyArray readNpy(const std::string& path, std::uint64_t maxElements) {
                        std::to_string(expected) + " data bytes for shape " + shapeString(array.shape) + " of '" +
                        descr + "', found " + std::to_string(available));
     }
-    array.data.resize(static_cast<std::size_t>(expected));
-    in.read(reinterpret_cast<char*>(array.data.data()), static_cast<std::streamsize>(expected));
-    if (static_cast<std::uint64_t>(in.gcount()) != expected) fail(path, "read error in the .npy data");
+    if (!detail::appendBytes(in, array.data, expected)) fail(path, "read error in the .npy data");
     if (swapBytes && item > 1) {
         for (std::size_t i = 0; i < array.data.size(); i += item) {
             std::reverse(array.data.begin() + static_cast<std::ptrdiff_t>(i),

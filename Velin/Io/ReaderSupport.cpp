@@ -7,6 +7,11 @@
 #include <fstream>
 #include <system_error>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
+
 namespace velin {
 namespace io {
 namespace detail {
@@ -25,6 +30,47 @@ std::uint64_t fileSize(const std::string& path) {
     return static_cast<std::uint64_t>(size);
 }
 
+namespace {
+
+// A volume's buffer is touched page by page as it is read: with 4 KiB pages a 64 MB volume takes 16000 page
+// faults, which cost more than the copy from the page cache. Linux backs a region with 2 MiB pages when asked
+// (transparent huge pages in their "madvise" mode, the distributions' default); elsewhere nothing changes.
+void preferLargePages(std::uint8_t* begin, std::size_t bytes) {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    constexpr std::size_t kWorthIt = std::size_t{4} << 20;
+    const long page = sysconf(_SC_PAGESIZE);
+    if (bytes < kWorthIt || page <= 0) return;
+    const auto mask = static_cast<std::uintptr_t>(page) - 1;
+    const std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(begin) + mask) & ~mask;
+    const std::uintptr_t last = (reinterpret_cast<std::uintptr_t>(begin) + bytes) & ~mask;
+    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);  // only a hint
+#else
+    (void)begin;
+    (void)bytes;
+#endif
+}
+
+}  // namespace
+
+bool appendBytes(std::istream& in, std::vector<std::uint8_t>& bytes, std::uint64_t count) {
+    constexpr std::uint64_t kPiece = std::uint64_t{1} << 20;  // stays in the cache between zeroing and reading
+    bytes.reserve(bytes.size() + static_cast<std::size_t>(count));
+    preferLargePages(bytes.data() + bytes.size(), bytes.capacity() - bytes.size());
+    while (count > 0) {
+        const std::size_t piece = static_cast<std::size_t>(std::min(count, kPiece));
+        const std::size_t start = bytes.size();
+        bytes.resize(start + piece);
+        in.read(reinterpret_cast<char*>(bytes.data() + start), static_cast<std::streamsize>(piece));
+        const auto got = static_cast<std::size_t>(in.gcount());
+        if (got != piece) {
+            bytes.resize(start + got);
+            return false;
+        }
+        count -= piece;
+    }
+    return true;
+}
+
 std::vector<std::uint8_t> readAll(const std::string& path, std::uint64_t maxBytes) {
     const std::uint64_t size = fileSize(path);
     if (size > maxBytes) {
@@ -33,10 +79,9 @@ std::vector<std::uint8_t> readAll(const std::string& path, std::uint64_t maxByte
     }
     std::ifstream in(fs::u8path(path), std::ios::binary);
     if (!in) fail(path, "cannot open for reading");
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
-    if (size > 0) in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size));
-    if (static_cast<std::uint64_t>(in.gcount()) != size && size > 0) {
-        fail(path, "read error: expected " + std::to_string(size) + " bytes, got " + std::to_string(in.gcount()));
+    std::vector<std::uint8_t> bytes;
+    if (!appendBytes(in, bytes, size)) {
+        fail(path, "read error: expected " + std::to_string(size) + " bytes, got " + std::to_string(bytes.size()));
     }
     return bytes;
 }

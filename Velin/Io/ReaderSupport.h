@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,12 @@ std::uint64_t fileSize(const std::string& path);
 /// The whole file. Refuses files larger than maxBytes before reading anything, so an oversized input costs
 /// no memory.
 std::vector<std::uint8_t> readAll(const std::string& path, std::uint64_t maxBytes);
+
+/// Appends the next `count` bytes of the stream to `bytes`; false when the stream ends first (what was read
+/// stays appended). The bytes are read in pieces, each right after its part of the vector is made: a fresh
+/// vector of the whole size would first be zeroed through memory, which costs as much as the read itself on
+/// a volume of tens of megabytes.
+bool appendBytes(std::istream& in, std::vector<std::uint8_t>& bytes, std::uint64_t count);
 
 /// Checks that the three sizes are positive and that the volume fits the segmentation call's int sizes.
 void checkShape(const std::string& path, std::uint64_t numBScans, std::uint64_t numAScans, std::uint64_t depth);
