@@ -5,6 +5,9 @@ BUILD       ?= build
 ASAN_BUILD  ?= build-asan
 WIN_BUILD   ?= build-windows
 PKG_BUILD   ?= build-package
+FUZZ_BUILD  ?= build-fuzz
+# Seconds each fuzzing target runs in `make fuzz` (and so in `make test`); longer campaigns set more.
+FUZZ_SECONDS ?= 20
 WINPKG_BUILD ?= build-windows-package
 DIST        ?= dist
 JOBS        ?= $(shell nproc 2>/dev/null || echo 2)
@@ -14,7 +17,7 @@ VENV        ?= .venv
 # python3 may come first on PATH.
 SYSTEM_PYTHON ?= /usr/bin/python3
 
-.PHONY: all deps configure build test test-sanitize demo clean windows test-windows package windows-package python test-python
+.PHONY: all deps configure build test test-sanitize demo clean windows test-windows package windows-package python test-python fuzz
 
 all: build
 
@@ -32,12 +35,23 @@ build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
 # Every test: unit, integration, command line, the installed package and the Python package; then the
-# Windows build under Wine when the tools exist.
+# Windows build under Wine and a short run of each fuzzing target, when their tools exist.
 test: build
 	@ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 	@$(MAKE) --no-print-directory test-python
 	@if bash scripts/test-windows.sh --check; then $(MAKE) --no-print-directory test-windows; \
 	else echo "velin: Windows tests skipped (x86_64-w64-mingw32-g++-posix or wine64 missing)"; fi
+	@if bash tests/fuzz/run-fuzzers.sh --check; then $(MAKE) --no-print-directory fuzz; \
+	else echo "velin: fuzzing skipped (clang++-14 or libFuzzer missing)"; fi
+
+# The libFuzzer programs of tests/fuzz, built with clang under ASan and UBSan into $(FUZZ_BUILD), each run for
+# FUZZ_SECONDS from seeds made from phantoms (docs/robustness.md). Fails when a target crashes.
+fuzz: deps-fuzz
+	@cmake -S . -B $(FUZZ_BUILD) -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
+	  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELIN_FUZZ=ON -DVELIN_BUILD_TESTS=OFF -DVELIN_BUILD_BENCHMARKS=OFF \
+	  -DVELIN_BUILD_PYTHON=OFF >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz_all
+	@bash tests/fuzz/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 # The built-in example: a phantom volume segmented into ./velin-demo/, compared with the phantom's truth.
 # Only the library and the program are built; a build folder that `make build` configured is reused as it is.
@@ -109,4 +123,4 @@ test-python: python
 	@VELIN_CLI=$(abspath $(BUILD))/tools/velin $(VENV)/bin/python -m pytest -q -p no:cacheprovider python/tests
 
 clean:
-	@rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(PKG_BUILD) $(WINPKG_BUILD) $(DIST)
+	@rm -rf $(BUILD) $(ASAN_BUILD) $(WIN_BUILD) $(PKG_BUILD) $(WINPKG_BUILD) $(DIST) $(FUZZ_BUILD)

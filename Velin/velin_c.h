@@ -16,13 +16,15 @@ extern "C" {
 #define VELIN_ERR_NULL_PLANE (-2)        /* an output plane pointer is null */
 #define VELIN_ERR_BAD_SIZE (-3)          /* numBScans, numAScans or depth is not positive */
 #define VELIN_ERR_SIZE_OVERFLOW (-4)     /* a size product does not fit in 32 bits */
-#define VELIN_ERR_BAD_GAP_SCALE (-5)     /* gapScale is 0, NaN or infinite */
+#define VELIN_ERR_BAD_GAP_SCALE (-5)     /* gapScale is 0, NaN or infinite, or too close to 0 */
 #define VELIN_ERR_TOO_FEW_BSCANS (-6)    /* fewer than 10 B-scans: nothing was segmented */
 #define VELIN_ERR_NO_BSCAN_FOUND (-7)    /* no B-scan could be segmented; planes untouched */
 #define VELIN_ERR_OUT_OF_MEMORY (-8)
 #define VELIN_ERR_INTERNAL (-9)          /* an unexpected internal failure */
-#define VELIN_ERR_BAD_OPTIONS (-10)      /* the options' size or one of their fields is invalid */
-#define VELIN_ERR_BAD_SPACING (-11)      /* a sample spacing is negative, NaN or infinite */
+#define VELIN_ERR_BAD_OPTIONS (-10)      /* an option is invalid: optionFlag above 1000, widthSelector or auxParameter
+                                            not finite, the options' size or one of their fields */
+#define VELIN_ERR_BAD_SPACING (-11)      /* a sample spacing is neither 0 (unknown) nor plausible */
+#define VELIN_ERR_STOPPED (-12)          /* the options' stop function asked to stop; planes untouched */
 
 /* Called after each B-scan with the number done so far and the total; must not throw or longjmp. */
 typedef void (*velin_progress_fn)(int done, int total, void* user);
@@ -43,11 +45,20 @@ VELIN_API int velin_segment_ex(const unsigned char* volume, int numBScans, int n
                                float widthSelector, float auxParameter, int optionFlag, velin_progress_fn progress,
                                void* user, int* bscansSegmented);
 
+/* Asked after each B-scan whether to go on; non-zero stops the call. */
+typedef int (*velin_stop_fn)(void* user);
+
 /* Options of velin_segment_with_options. Later versions may add fields at the end; `size` tells the library
- * which fields the caller knows, so set it to sizeof(velin_options), or let velin_options_init do it. */
+ * which fields the caller knows, so set it to sizeof(velin_options), or let velin_options_init do it. The
+ * first layout ended after `threads` (size 2 * sizeof(int)) and is still accepted. */
 typedef struct velin_options {
     int size;    /* sizeof(velin_options) */
     int threads; /* B-scans segmented at once: 0 = one per processor core (the default), 1 = one at a time */
+    /* May be null. Called as stop(stopUser) after each B-scan's progress report, on the same thread; when it
+     * returns non-zero no further B-scan is started, the B-scans under way on other threads end, and the call
+     * returns VELIN_ERR_STOPPED with the planes untouched. */
+    velin_stop_fn stop;
+    void* stopUser;
 } velin_options;
 
 /* Fills in the size and the defaults. */

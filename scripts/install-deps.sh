@@ -11,8 +11,10 @@ declare -A groups=(
   [demo]="library libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev zlib1g-dev
           libdcmtk-dev libopenjp2-7-dev pkg-config"
   [windows]="library g++-mingw-w64-x86-64 wine64"
-  [test]="demo windows python pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev"
+  [test]="demo windows python fuzz pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev"
   [package]="demo dpkg-dev file lintian"
+  # The libFuzzer programs of tests/fuzz (make fuzz): clang and its sanitizer runtimes.
+  [fuzz]="demo clang-14 libclang-rt-14-dev"
   # The Python package (make python): pybind11 builds the module; NumPy, Dask's distributed scheduler and
   # pytest are Debian's, seen from the package's virtual environment.
   [python]="demo python3-dev python3-venv python3-pip python3-setuptools python3-wheel pybind11-dev python3-pybind11

@@ -1,7 +1,24 @@
 #include "CliError.h"
 
+#include <cstdio>
+
 namespace velin {
 namespace cli {
+
+std::string printable(const std::string& text) {
+    std::string shown;
+    for (char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F) {
+            shown.push_back(c);
+            continue;
+        }
+        char escaped[8];
+        std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
+        shown += escaped;
+    }
+    return shown;
+}
 
 std::string errorText(const std::string& what, const std::string& file) {
     std::string text = what;
@@ -15,7 +32,7 @@ std::string errorText(const std::string& what, const std::string& file) {
 }
 
 std::string errorLine(const std::string& what, const std::string& file) {
-    return "velin: error: " + errorText(what, file);
+    return "velin: error: " + printable(errorText(what, file));
 }
 
 }  // namespace cli

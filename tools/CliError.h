@@ -17,6 +17,10 @@ private:
     std::string file_;
 };
 
+/// `text` fit for one line on a terminal: control characters (a newline or an escape sequence in a file name)
+/// become \xNN; every other byte is kept, so names in any encoding print as the terminal shows them.
+std::string printable(const std::string& text);
+
 /// The one-line message for any failure concerning `file`. Messages of the readers and writers start with the
 /// file's path; it is moved to the end so that every line has the same shape.
 std::string errorLine(const std::string& what, const std::string& file);

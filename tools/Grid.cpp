@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <utility>
+#include <vector>
 
 namespace velin {
 namespace cli {
@@ -14,24 +15,67 @@ constexpr double kPi = 3.14159265358979323846;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // The fovea or the disc sits near the middle of a cube centred on it; the outer quarters are not searched.
-bool inCentralHalf(double position, int count) {
-    return position >= count * 0.25 && position <= count * 0.75;
-}
+bool inCentralHalf(double position, int count) { return position >= count * 0.25 && position <= count * 0.75; }
 
 GridCentre scanCentre(int numBScans, int numAScans) {
     return {(numBScans - 1) / 2.0, (numAScans - 1) / 2.0, "scan centre"};
 }
 
-// Offsets (B-scan, A-scan) of the positions within `radiusUm` of a position.
-std::vector<std::pair<int, int>> discOffsets(double radiusUm, const Spacing& spacing) {
-    const int reachB = static_cast<int>(radiusUm / spacing.bScanUm);
-    const int reachA = static_cast<int>(radiusUm / spacing.aScanUm);
-    std::vector<std::pair<int, int>> offsets;
-    for (int db = -reachB; db <= reachB; ++db)
-        for (int da = -reachA; da <= reachA; ++da)
-            if (std::hypot(db * spacing.bScanUm, da * spacing.aScanUm) <= radiusUm) offsets.emplace_back(db, da);
-    return offsets;
+// The positions within `radiusUm` of a position, row by row: for each B-scan offset db in -reach..reach
+// the A-scan offsets -halfWidth[db + reach]..halfWidth[db + reach] (-1 when the row misses the disc). One
+// number per row, so nothing grows with the number of positions in the disc.
+struct DiscRows {
+    int reach = 0;
+    std::vector<int> halfWidth;
+    std::size_t positions = 0;  ///< all positions of the disc, inside the scan or not
+};
+
+DiscRows discRows(double radiusUm, const Spacing& spacing) {
+    DiscRows disc;
+    disc.reach = static_cast<int>(radiusUm / spacing.bScanUm);
+    const int widest = static_cast<int>(radiusUm / spacing.aScanUm);
+    disc.halfWidth.resize(static_cast<std::size_t>(2 * disc.reach + 1));
+    for (int db = -disc.reach; db <= disc.reach; ++db) {
+        // The widest offset inside the circle, by the same distance test as every position gets.
+        const double across = db * spacing.bScanUm;
+        const double rest = radiusUm * radiusUm - across * across;
+        int width = rest < 0 ? -1 : std::min(widest, static_cast<int>(std::sqrt(rest) / spacing.aScanUm));
+        while (width >= 0 && std::hypot(across, width * spacing.aScanUm) > radiusUm) --width;
+        while (width < widest && std::hypot(across, (width + 1) * spacing.aScanUm) <= radiusUm) ++width;
+        disc.halfWidth[static_cast<std::size_t>(db + disc.reach)] = width;
+        if (width >= 0) disc.positions += static_cast<std::size_t>(2 * width + 1);
+    }
+    return disc;
 }
+
+// Running sums of the measured values and of their count along each B-scan, so that the sum over any run
+// of A-scans is one subtraction.
+struct RowSums {
+    int numAScans = 0;
+    std::vector<double> sum;
+    std::vector<std::size_t> count;
+
+    explicit RowSums(const ThicknessMap& map) : numAScans(map.numAScans) {
+        const std::size_t stride = static_cast<std::size_t>(numAScans) + 1;
+        sum.assign(stride * static_cast<std::size_t>(map.numBScans), 0.0);
+        count.assign(sum.size(), 0);
+        for (int b = 0; b < map.numBScans; ++b) {
+            for (int a = 0; a < numAScans; ++a) {
+                const std::size_t at = b * stride + static_cast<std::size_t>(a);
+                const float value = map.at(b, a);
+                const bool measured = !std::isnan(value);
+                sum[at + 1] = sum[at] + (measured ? value : 0.0);
+                count[at + 1] = count[at] + (measured ? 1 : 0);
+            }
+        }
+    }
+    /// Adds the measured values of B-scan b between A-scans first and last (both included, within the scan).
+    void add(int b, int first, int last, double& total, std::size_t& measured) const {
+        const std::size_t row = static_cast<std::size_t>(b) * (static_cast<std::size_t>(numAScans) + 1);
+        total += sum[row + static_cast<std::size_t>(last) + 1] - sum[row + static_cast<std::size_t>(first)];
+        measured += count[row + static_cast<std::size_t>(last) + 1] - count[row + static_cast<std::size_t>(first)];
+    }
+};
 
 struct Accumulator {
     double sum = 0.0;
@@ -54,7 +98,7 @@ SectorThickness sector(const std::string& name, const Accumulator& acc) {
 // Quadrant of a direction given by its nasal and superior components; diagonals go to nasal and temporal.
 int quadrantOf(double nasal, double superior) {
     if (std::fabs(superior) > std::fabs(nasal)) return superior > 0 ? 1 : 3;  // superior, inferior
-    return nasal >= 0 ? 2 : 0;                                                 // nasal, temporal
+    return nasal >= 0 ? 2 : 0;                                                // nasal, temporal
 }
 
 const char* const kQuadrantNames[4] = {"temporal", "superior", "nasal", "inferior"};
@@ -134,12 +178,12 @@ void evaluateCircle(GridResult& grid, const ThicknessMap& map, const Spacing& sp
 
 const char* gridName(GridKind kind) {
     switch (kind) {
-    case GridKind::Etdrs:
-        return "etdrs";
-    case GridKind::Circle:
-        return "circle";
-    case GridKind::None:
-        break;
+        case GridKind::Etdrs:
+            return "etdrs";
+        case GridKind::Circle:
+            return "circle";
+        case GridKind::None:
+            break;
     }
     return "none";
 }
@@ -175,23 +219,6 @@ std::vector<float> retinaThicknessOf(const VolumeView& volume, const Result& res
     return thickness;
 }
 
-// A disc of positions as one run of A-scan offsets per B-scan offset: for a fixed B-scan offset the distance
-// grows with the A-scan offset's size, so the offsets within the radius form one run.
-struct DiscRow {
-    int bScan, firstAScan, lastAScan;
-};
-
-std::vector<DiscRow> discRows(const std::vector<std::pair<int, int>>& offsets) {
-    std::vector<DiscRow> rows;
-    for (const auto& offset : offsets) {
-        if (rows.empty() || rows.back().bScan != offset.first)
-            rows.push_back({offset.first, offset.second, offset.second});
-        rows.back().firstAScan = std::min(rows.back().firstAScan, offset.second);
-        rows.back().lastAScan = std::max(rows.back().lastAScan, offset.second);
-    }
-    return rows;
-}
-
 }  // namespace
 
 std::vector<float> retinaThickness(const VolumeView& volume, const Result& result) {
@@ -201,10 +228,9 @@ std::vector<float> retinaThickness(const VolumeView& volume, const Result& resul
 GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing) {
     const GridCentre fallback = scanCentre(result.numBScans, result.numAScans);
     if (!spacing.lateralKnown() || result.upperDepth.empty()) return fallback;
-    const auto offsets = discOffsets(kEtdrsDiametersMm[0] * 500.0, spacing);
-    const std::vector<DiscRow> rows = discRows(offsets);
+    const DiscRows disc = discRows(kEtdrsDiametersMm[0] * 500.0, spacing);
     // A disc counts only when a quarter of it is measured: a handful of points says nothing about a region.
-    const std::size_t needed = (offsets.size() + 3) / 4;
+    const std::size_t needed = (disc.positions + 3) / 4;
     const int numB = result.numBScans, numA = result.numAScans;
 
     // Only the discs around the central half are needed, and only the thickness they reach.
@@ -212,43 +238,29 @@ GridCentre findMacularCentre(const VolumeView& volume, const Result& result, con
     for (int b = 0; b < numB; ++b)
         if (inCentralHalf(b, numB)) firstB = std::min(firstB, b), lastB = b;
     if (lastB < 0) return fallback;
-    const int reach = rows.empty() ? 0 : rows.back().bScan;
     ThicknessMap map;
     map.numBScans = numB;
     map.numAScans = numA;
-    map.values = retinaThicknessOf(volume, result, std::max(0, firstB - reach), std::min(numB - 1, lastB + reach));
-
-    // Per B-scan, running sums of the measured thickness and of the measured positions along the A-scans, so
-    // that a disc's sum is one difference per row. The thickness values are whole numbers of samples, so the
-    // sums are exact in any order.
-    const std::size_t stride = static_cast<std::size_t>(numA) + 1;
-    std::vector<double> sums(static_cast<std::size_t>(numB) * stride, 0.0);
-    std::vector<std::size_t> counts(sums.size(), 0);
-    for (int b = 0; b < numB; ++b) {
-        for (int a = 0; a < numA; ++a) {
-            const float value = map.at(b, a);
-            const std::size_t at = static_cast<std::size_t>(b) * stride + static_cast<std::size_t>(a);
-            const bool measured = !std::isnan(value);
-            sums[at + 1] = sums[at] + (measured ? value : 0.0);
-            counts[at + 1] = counts[at] + (measured ? 1 : 0);
-        }
-    }
+    map.values = retinaThicknessOf(volume, result, std::max(0, firstB - disc.reach),
+                                   std::min(numB - 1, lastB + std::min(disc.reach, numB)));
+    const RowSums rows(map);
 
     // Means of every disc first; a flat bottom holds several equal minima, and their centroid is the centre.
     std::vector<double> means(map.values.size(), std::numeric_limits<double>::infinity());
     double best = std::numeric_limits<double>::infinity();
     for (int b = firstB; b <= lastB; ++b) {
+        // Only the rows of the disc that lie inside the scan cost time.
+        const int firstRow = std::max(-disc.reach, -b), lastRow = std::min(disc.reach, numB - 1 - b);
         for (int a = 0; a < numA; ++a) {
             if (!inCentralHalf(a, numA)) continue;
             double sum = 0.0;
             std::size_t count = 0;
-            for (const DiscRow& row : rows) {
-                const int nb = b + row.bScan;
-                const int lo = std::max(0, a + row.firstAScan), hi = std::min(numA - 1, a + row.lastAScan);
-                if (nb < 0 || nb >= numB || lo > hi) continue;
-                const std::size_t base = static_cast<std::size_t>(nb) * stride;
-                sum += sums[base + hi + 1] - sums[base + lo];
-                count += counts[base + hi + 1] - counts[base + lo];
+            for (int db = firstRow; db <= lastRow; ++db) {
+                const int halfWidth = disc.halfWidth[static_cast<std::size_t>(db + disc.reach)];
+                if (halfWidth < 0) continue;
+                const int first = a - std::min(halfWidth, a);
+                const int last = a + std::min(halfWidth, numA - 1 - a);
+                rows.add(b + db, first, last, sum, count);
             }
             if (count < needed || count == 0) continue;
             const double mean = sum / static_cast<double>(count);

@@ -20,8 +20,10 @@ const Rgb kLowerColour{48, 230, 48};
 constexpr int kMargin = 12;
 constexpr int kBarWidth = 18;
 constexpr int kTextScale = 2;
-// The map is drawn at least this wide, so that small scans still give a readable picture.
+// The map is drawn at least this wide, so that small scans still give a readable picture, and at most this
+// long on either side, so that no spacing or scan size can make the picture grow without bound.
 constexpr int kMinimumMapWidth = 384;
+constexpr int kMaximumMapSide = 4096;
 constexpr const char* kNotToScale = "not to scale: lateral spacing unknown";
 
 Rgb rampColour(double t) {
@@ -105,12 +107,16 @@ void drawSectorMeans(RgbImage& image, const GridResult& grid, const std::string&
             radiusUm = (kEtdrsDiametersMm[1] + kEtdrsDiametersMm[2]) * 250.0;
         const std::string text = meanText(sector.mean, unit);
         const double x = cx + ux * radiusUm * pxPerUmX, y = cy + uy * radiusUm * pxPerUmY;
+        // On a scan much smaller than the grid the label would land far outside the picture.
+        if (!(std::fabs(x) < image.width() + 100.0 && std::fabs(y) < image.height() + 100.0)) continue;
         // The central value sits below the centre mark, which would otherwise hide it.
         const double shiftY = radiusUm == 0.0 ? 8.0 + RgbImage::textHeight(scale) / 2.0 : 0.0;
         outlinedText(image, static_cast<int>(std::lround(x - RgbImage::textWidth(text, scale) / 2.0)),
                      static_cast<int>(std::lround(y + shiftY - RgbImage::textHeight(scale) / 2.0)), text, scale);
     }
 }
+
+}  // namespace
 
 void drawGrid(RgbImage& image, const GridResult& grid, const Spacing& spacing, const std::string& unit, int left,
               int top, double pxPerA, double pxPerB) {
@@ -127,10 +133,8 @@ void drawGrid(RgbImage& image, const GridResult& grid, const Spacing& spacing, c
         for (int k = 0; k < 4; ++k) {
             const double angle = 3.14159265358979323846 * (0.25 + 0.5 * k);
             const double ux = std::cos(angle), uy = std::sin(angle);
-            image.line(static_cast<int>(std::lround(cx + ux * inner * pxPerUmX)),
-                       static_cast<int>(std::lround(cy + uy * inner * pxPerUmY)),
-                       static_cast<int>(std::lround(cx + ux * outer * pxPerUmX)),
-                       static_cast<int>(std::lround(cy + uy * outer * pxPerUmY)), kWhite);
+            image.segment(cx + ux * inner * pxPerUmX, cy + uy * inner * pxPerUmY, cx + ux * outer * pxPerUmX,
+                          cy + uy * outer * pxPerUmY, kWhite);
         }
     } else {
         image.ellipse(cx, cy, kCircleDiameterMm * 500.0 * pxPerUmX, kCircleDiameterMm * 500.0 * pxPerUmY, kWhite);
@@ -140,6 +144,48 @@ void drawGrid(RgbImage& image, const GridResult& grid, const Spacing& spacing, c
     image.line(x, y - 5, x, y + 5, kWhite);
     drawSectorMeans(image, grid, unit, cx, cy, pxPerUmX, pxPerUmY);
 }
+
+ScaleBar scaleBar(double pxPerUm, int mapWidth) {
+    // Lengths 1, 2 and 5 times a power of ten: mantissa index and exponent, starting at 1 mm.
+    constexpr double kMantissas[3] = {1.0, 2.0, 5.0};
+    constexpr double kShortest = 20.0;
+    int mantissa = 0, exponent = 3;
+    const auto length = [&] { return kMantissas[mantissa] * std::pow(10.0, exponent); };
+    const double widest = std::max(kShortest, static_cast<double>(mapWidth));
+    if (!(pxPerUm > 0.0 && std::isfinite(pxPerUm))) return {static_cast<int>(kShortest), "1 mm"};
+    // The loops are bounded: any spacing a picture is drawn for lies within a few powers of ten of 1 mm.
+    for (int k = 0; k < 60 && length() * pxPerUm > widest; ++k)
+        if (--mantissa < 0) mantissa = 2, --exponent;
+    for (int k = 0; k < 60 && length() * pxPerUm < kShortest; ++k)
+        if (++mantissa > 2) mantissa = 0, ++exponent;
+    const double um = length();
+    char label[32];
+    if (um >= 1000.0)
+        std::snprintf(label, sizeof label, "%g mm", um / 1000.0);
+    else
+        std::snprintf(label, sizeof label, "%g um", um);
+    const double pixels = std::clamp(um * pxPerUm, 1.0, widest);
+    return {static_cast<int>(std::lround(pixels)), label};
+}
+
+MapGeometry thicknessMapGeometry(const ThicknessMap& map, const Spacing& spacing) {
+    const int cols = std::max(1, map.numAScans), rows = std::max(1, map.numBScans);
+    MapGeometry g;
+    g.pxPerA = std::max(1.0, std::ceil(static_cast<double>(kMinimumMapWidth) / cols));
+    const double aspect = spacing.lateralKnown() ? spacing.bScanUm / spacing.aScanUm : 1.0;
+    g.pxPerB = g.pxPerA * aspect;
+    // A long side beyond the limit shrinks both sides alike, so the map stays to scale.
+    const double longest = std::max(cols * g.pxPerA, rows * g.pxPerB);
+    if (longest > kMaximumMapSide) {
+        g.pxPerA *= kMaximumMapSide / longest;
+        g.pxPerB *= kMaximumMapSide / longest;
+    }
+    g.width = std::clamp(static_cast<int>(std::lround(cols * g.pxPerA)), 1, kMaximumMapSide);
+    g.height = std::clamp(static_cast<int>(std::lround(rows * g.pxPerB)), 1, kMaximumMapSide);
+    return g;
+}
+
+namespace {
 
 // One boundary of a B-scan, two pixels thick, at its sub-sample depth: in column a the line covers depths
 // z + offset to z + offset + 2 (offset -1 for the top, whose line straddles it; 0 for the lower boundary,
@@ -169,11 +215,9 @@ void drawBoundary(RgbImage& image, const float* depths, Rgb colour, double offse
 
 RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, const GridResult& grid) {
     const int cols = std::max(1, map.numAScans), rows = std::max(1, map.numBScans);
-    const double pxPerA = std::max(1.0, std::ceil(static_cast<double>(kMinimumMapWidth) / cols));
-    const double aspect = spacing.lateralKnown() ? spacing.bScanUm / spacing.aScanUm : 1.0;
-    const double pxPerB = pxPerA * aspect;
-    const int mapWidth = static_cast<int>(std::lround(cols * pxPerA));
-    const int mapHeight = std::max(1, static_cast<int>(std::lround(rows * pxPerB)));
+    const MapGeometry geometry = thicknessMapGeometry(map, spacing);
+    const double pxPerA = geometry.pxPerA, pxPerB = geometry.pxPerB;
+    const int mapWidth = geometry.width, mapHeight = geometry.height;
 
     const double top = scaleTop(map);
     const double step = niceStep(top);
@@ -226,7 +270,8 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
     for (double value = 0.0; value <= top + step * 1e-6; value += step) {
         const int y = mapTop + static_cast<int>(std::lround((1.0 - value / top) * (barHeight - 1)));
         image.line(barLeft, y, barLeft + kBarWidth + 2, y, kBlack);
-        const int labelTop = std::clamp(y - textHeight / 2, mapTop - textHeight / 2, mapTop + barHeight - textHeight / 2);
+        const int labelTop =
+            std::clamp(y - textHeight / 2, mapTop - textHeight / 2, mapTop + barHeight - textHeight / 2);
         image.text(barLeft + kBarWidth + 8, labelTop, numberText(value), kBlack, kTextScale);
     }
     image.line(barLeft - 1, mapTop - 1, barLeft + kBarWidth, mapTop - 1, kBlack);
@@ -238,16 +283,15 @@ RgbImage renderThicknessMap(const ThicknessMap& map, const Spacing& spacing, con
     const int legendTop = mapTop + belowMap + kMargin;
     int legendLeft = mapLeft;
     if (spacing.lateralKnown()) {
-        const int barLength = static_cast<int>(std::lround(1000.0 / spacing.aScanUm * pxPerA));
-        image.fillRect(legendLeft, legendTop + textHeight / 2 - 2, barLength, 4, kBlack);
-        image.text(legendLeft + barLength + 6, legendTop, "1 mm", kBlack, kTextScale);
-        legendLeft += barLength + 6 + RgbImage::textWidth("1 mm", kTextScale) + 3 * kMargin;
+        const ScaleBar bar = scaleBar(pxPerA / spacing.aScanUm, mapWidth);
+        image.fillRect(legendLeft, legendTop + textHeight / 2 - 2, bar.pixels, 4, kBlack);
+        image.text(legendLeft + bar.pixels + 6, legendTop, bar.label, kBlack, kTextScale);
+        legendLeft += bar.pixels + 6 + RgbImage::textWidth(bar.label, kTextScale) + 3 * kMargin;
     }
     image.fillRect(legendLeft, legendTop, textHeight, textHeight, kNoData);
     image.text(legendLeft + textHeight + 6, legendTop, "no data", kBlack, kTextScale);
     // Without the lateral spacing every position is a square, which distorts most scans: say so.
-    if (!spacing.lateralKnown())
-        image.text(mapLeft, legendTop + textHeight + kMargin, kNotToScale, kBlack, kTextScale);
+    if (!spacing.lateralKnown()) image.text(mapLeft, legendTop + textHeight + kMargin, kNotToScale, kBlack, kTextScale);
     return image;
 }
 

@@ -30,7 +30,11 @@ public:
     void blend(int x, int y, Rgb colour, double share);
     void fillRect(int x, int y, int w, int h, Rgb colour);
     void line(int x0, int y0, int x1, int y1, Rgb colour);
-    /// Outline of an axis-aligned ellipse (a circle in physical units on an anisotropic grid).
+    /// A line between points anywhere in the plane, even far outside the image: only the part near the
+    /// image is drawn. Nothing is drawn for a non-finite end.
+    void segment(double x0, double y0, double x1, double y1, Rgb colour);
+    /// Outline of an axis-aligned ellipse (a circle in physical units on an anisotropic grid), of any size;
+    /// only what crosses the image costs drawing.
     void ellipse(double cx, double cy, double rx, double ry, Rgb colour);
     /// Text with its top-left corner at (x, y), each font pixel drawn as scale x scale pixels. Characters
     /// the font lacks are drawn as blanks.

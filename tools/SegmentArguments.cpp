@@ -4,6 +4,7 @@
 #include "Commands.h"
 
 #include <Velin/Io/FloatScaling.h>
+#include <Velin/Io/SpacingCheck.h>
 
 #include <algorithm>
 #include <cctype>
@@ -11,6 +12,7 @@
 #include <map>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace velin {
 namespace cli {
@@ -67,6 +69,20 @@ std::string parseEye(const std::string& text) {
     return eye;
 }
 
+// The engine's options by the checked entry's own rules (ArgumentCheck.h), reported in the words of the
+// option. The automatic axial factor is checked as 1: whatever it resolves to lies within 1..4.
+void checkEngineOptions(const SegmentSettings& settings) {
+    Options options = settings.engine;
+    options.axialFactor = settings.axialFactor == kAxialFactorAuto ? 1 : settings.axialFactor;
+    const ArgumentProblem problem = checkOptions(callArguments({}, options));
+    if (!problem) return;
+    static const std::map<std::string, std::string> optionOf = {
+        {"gapScale", "--gap-scale"},  {"widthSelector", "--width-selector"}, {"auxParameter", "--aux"},
+        {"smoothing", "--smoothing"}, {"axialFactor", "--axial-factor"},     {"threads", "--threads"}};
+    const auto option = optionOf.find(problem.argument);
+    throw CLI::ValidationError(option == optionOf.end() ? problem.argument : option->second, problem.complaint);
+}
+
 }  // namespace
 
 Spacing parseSpacing(const std::string& text) {
@@ -74,10 +90,17 @@ Spacing parseSpacing(const std::string& text) {
     char comma1 = 0, comma2 = 0;
     std::istringstream in(text);
     in >> spacing.depthUm >> comma1 >> spacing.aScanUm >> comma2 >> spacing.bScanUm;
-    const bool positive = spacing.depthUm > 0 && spacing.aScanUm > 0 && spacing.bScanUm > 0;
-    if (!in || comma1 != ',' || comma2 != ',' || !(in >> std::ws).eof() || !positive ||
-        !std::isfinite(spacing.depthUm) || !std::isfinite(spacing.aScanUm) || !std::isfinite(spacing.bScanUm))
-        throw CLI::ValidationError("--spacing-um", "expected three positive numbers dz,dx,dy, got '" + text + "'");
+    if (!in || comma1 != ',' || comma2 != ',' || !(in >> std::ws).eof())
+        throw CLI::ValidationError("--spacing-um",
+                                   "expected three numbers dz,dx,dy in micrometres, got '" + text + "'");
+    const std::pair<io::SpacingAxis, double> values[] = {{io::SpacingAxis::Depth, spacing.depthUm},
+                                                         {io::SpacingAxis::AScan, spacing.aScanUm},
+                                                         {io::SpacingAxis::BScan, spacing.bScanUm}};
+    for (const auto& value : values) {
+        const std::string problem = io::spacingProblem(value.first, value.second);
+        if (!problem.empty())
+            throw CLI::ValidationError("--spacing-um", std::string(io::spacingAxisName(value.first)) + ": " + problem);
+    }
     return spacing;
 }
 
@@ -108,7 +131,74 @@ SegmentSettings makeSettings(const SegmentArguments& arguments) {
     settings.engine.widthSelector = arguments.widthSelector;
     settings.engine.auxParameter = arguments.auxParameter;
     settings.engine.smoothing = arguments.smoothing;
+    settings.engine.threads = arguments.threads;
+    checkEngineOptions(settings);
     return settings;
+}
+
+void declareSegmentOptions(CLI::App& command, SegmentArguments& arguments) {
+    command.add_option("--shape", arguments.shape, "Sizes B-scans x A-scans x depth (needed for .raw)")
+        ->type_name("BxAxD");
+    command.add_option("--layout", arguments.layout, "Axis order of a .raw file, slowest first, as letters B, A, D")
+        ->type_name("ORDER")
+        ->default_str("BAD");
+    command.add_option("--flip", arguments.flip, "Axes to reverse after reading, as letters among B, A, D")
+        ->type_name("AXES");
+    command
+        .add_option("--scale", arguments.scale,
+                    "Rule to 8 bits: minmax, clip255 or fourthroot (float .npy; 16-bit DICOM without a window)")
+        ->type_name("RULE");
+    command
+        .add_option("--gap-scale", arguments.gapScale,
+                    "Gaps in a boundary shorter than trunc(100/X + 0.5) + 5 B-scans are bridged")
+        ->type_name("X")
+        ->default_str("100");
+    command
+        .add_option("--width-selector", arguments.widthSelector,
+                    "With the A-scan count, picks the width of the engine's low-pass filter")
+        ->type_name("N")
+        ->default_str("20");
+    command.add_option("--aux", arguments.auxParameter, "Auxiliary engine parameter")->type_name("X")->default_str("0");
+    command
+        .add_option(
+            "--smoothing", arguments.smoothing,
+            "Smoothing of the boundary surfaces: 10*(N+1) diffusion steps; at most " + std::to_string(kMaxSmoothing))
+        ->type_name("N")
+        ->default_str("0");
+    command
+        .add_option("--spacing-um", arguments.spacing,
+                    "Sample spacing in micrometres along depth, A-scans and B-scans (overrides the file's); "
+                    "0.1 to 1000 along depth and A-scans, up to 10000 between B-scans")
+        ->type_name("DZ,DX,DY");
+    command
+        .add_option("--grid", arguments.grid,
+                    "Thickness grid: etdrs (macula), circle (optic disc), none, or auto (from the scan kind)")
+        ->transform(CLI::IsMember({"auto", "etdrs", "circle", "none"}, CLI::ignore_case))
+        ->type_name("GRID")
+        ->default_str("auto");
+    command
+        .add_option("--axial-factor", arguments.axialFactor,
+                    "Resample each A-scan to N times its samples for the engine, 1 to 8; auto: "
+                    "round(depth spacing / 1.95 um) within 1..4, or without a spacing 2 up to depth 640, else 1")
+        ->type_name("N|auto")
+        ->default_str("auto");
+    command
+        .add_option("--boundaries", arguments.boundaries,
+                    "refined: sub-sample boundaries found from the engine's on the input's samples; legacy: the "
+                    "engine's own whole-sample depths")
+        ->transform(CLI::IsMember({"refined", "legacy"}, CLI::ignore_case))
+        ->type_name("MODE")
+        ->default_str("refined");
+    command.add_option("--eye", arguments.eye, "OD or OS, for nasal and temporal (overrides the file's)")
+        ->type_name("EYE")
+        ->transform(CLI::IsMember({"OD", "OS"}, CLI::ignore_case));
+    command
+        .add_option("--threads", arguments.threads,
+                    "Threads of the whole run, shared among the volumes running at once; 1 segments each volume's "
+                    "B-scans one at a time, 0 (the default) uses one per processor core; at most " +
+                        std::to_string(kMaxThreads) + ". The outputs do not depend on it")
+        ->type_name("N")
+        ->default_str("0");
 }
 
 }  // namespace cli

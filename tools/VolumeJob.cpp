@@ -46,13 +46,23 @@ struct OutputFile {
 };
 
 // Collects the names of the files written, and turns a failed write into an error naming the file.
+// A folder this volume created is removed again, with what was written into it, when the volume fails before
+// its report is complete, so that no empty or half-filled folder is left behind; a reused folder is kept.
 class OutputFolder {
 public:
     explicit OutputFolder(std::string dir) : dir_(std::move(dir)) {
         std::error_code error;
-        fs::create_directories(dir_, error);
+        created_ = fs::create_directories(dir_, error);
         if (error) throw CliError("cannot create the output folder: " + error.message(), dir_);
     }
+    ~OutputFolder() {
+        if (!created_ || complete_) return;
+        std::error_code error;
+        for (const std::string& name : names_) fs::remove(fs::path(dir_) / name, error);
+        fs::remove(dir_, error);  // only when empty
+    }
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
 
     template <typename Write>
     void write(const std::string& name, Write&& writeTo) {
@@ -79,12 +89,20 @@ public:
         for (int t = 1; t < std::min<int>(threads, static_cast<int>(files.size())); ++t) pool.emplace_back(worker);
         worker();
         for (std::thread& thread : pool) thread.join();
+        // Every file written is recorded, also past a failure, so that a folder this volume created can be
+        // cleared again.
+        std::exception_ptr first;
         for (std::size_t i = 0; i < files.size(); ++i) {
-            if (failures[i]) std::rethrow_exception(failures[i]);
-            names_.push_back(files[i].name);
+            if (!failures[i])
+                names_.push_back(files[i].name);
+            else if (!first)
+                first = failures[i];
         }
+        if (first) std::rethrow_exception(first);
     }
 
+    /// Every output is written: the folder stays whatever happens next.
+    void keep() { complete_ = true; }
     const std::vector<std::string>& names() const { return names_; }
 
 private:
@@ -100,6 +118,8 @@ private:
 
     std::string dir_;
     std::vector<std::string> names_;
+    bool created_ = false;
+    bool complete_ = false;
 };
 
 // A folder reused from an earlier run may hold outputs this run does not write again: overlays of other
@@ -117,9 +137,9 @@ void removeStaleOutputs(const std::string& dir, const std::vector<std::string>& 
 }  // namespace
 
 bool isOutputName(const std::string& name) {
-    static const std::set<std::string> fixedNames = {
-        "ilm.npy",       "rnfl.npy",      "ilm_value.npy", "rnfl_weight.npy", "ilm_confidence.npy", "rnfl_confidence.npy",
-        "thickness.npy", "thickness.png", "report.json"};
+    static const std::set<std::string> fixedNames = {"ilm.npy",         "rnfl.npy",           "ilm_value.npy",
+                                                     "rnfl_weight.npy", "ilm_confidence.npy", "rnfl_confidence.npy",
+                                                     "thickness.npy",   "thickness.png",      "report.json"};
     const bool overlay = name.size() == 15 && name.compare(0, 8, "overlay_") == 0 && name.compare(11, 4, ".png") == 0 &&
                          std::all_of(name.begin() + 8, name.begin() + 11, [](char c) { return c >= '0' && c <= '9'; });
     return overlay || fixedNames.count(name) > 0;
@@ -139,6 +159,13 @@ GridKind chooseGrid(GridChoice choice, const std::string& scanKind) {
     if (scanKind == "macula") return GridKind::Etdrs;
     if (scanKind == "disc") return GridKind::Circle;
     return GridKind::None;
+}
+
+SpacingChoice chooseSpacing(const VolumeInput& volume, const SegmentSettings& settings) {
+    if (settings.spacingGiven) return {settings.spacing, "command line", {}};
+    const Spacing& spacing = volume.spacing;
+    const bool any = spacing.depthUm > 0 || spacing.aScanUm > 0 || spacing.bScanUm > 0;
+    return {spacing, any ? "file" : "unknown", volume.notes};
 }
 
 VolumeSummary segmentFile(const std::string& input, const std::string& outputDir, const SegmentSettings& settings,
@@ -168,15 +195,9 @@ MeasuredVolume measureVolume(const VolumeInput& volume, const SegmentSettings& s
     const VolumeView& view = volume.view;
     const std::string eye = settings.eye.empty() ? volume.eye : settings.eye;
     ReportInput& input = measured.input;
-    input = {volume.label, view.numBScans, view.numAScans, view.depth, eye, volume.scanKind, {}, {}, {}};
-    if (settings.spacingGiven) {
-        input.spacing = settings.spacing;
-        input.spacingSource = "command line";
-    } else {
-        input.spacing = volume.spacing;
-        const bool any = input.spacing.depthUm > 0 || input.spacing.aScanUm > 0 || input.spacing.bScanUm > 0;
-        input.spacingSource = any ? "file" : "unknown";
-    }
+    const SpacingChoice spacing = chooseSpacing(volume, settings);
+    input = {volume.label,    view.numBScans,  view.numAScans, view.depth, eye,
+             volume.scanKind, spacing.spacing, spacing.source, {},         spacing.notes};
 
     const AxialChoice axial = chooseAxialFactor(settings.axialFactor, input.spacing.depthUm, view.depth);
     input.axialFactorSource = axial.source;
@@ -267,10 +288,11 @@ std::vector<std::string> writeOutputs(const VolumeView& view, const MeasuredVolu
     files.push_back("report.json");
     const nlohmann::ordered_json json = buildReport(measured.input, measured.options, result, map, measured.thickness,
                                                     measured.grid, measured.gridNote, files);
-    const std::string report = json.dump(2) + "\n";
+    const std::string report = reportText(json);
     out.write("report.json", [&](const std::string& p) {
         io::writeFileAtomically(p, {io::ByteChunk{report.data(), report.size()}});
     });
+    out.keep();
     removeStaleOutputs(outputDir, out.names());
     return out.names();
 }
@@ -281,7 +303,8 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
                             label,
                             volume.eye,
                             volume.scanKind,
-                            {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm}};
+                            {volume.spacingDepthUm, volume.spacingAScanUm, volume.spacingBScanUm},
+                            volume.notes};
     MeasuredVolume measured;
     try {
         measured = measureVolume(input, settings, progress);
@@ -297,8 +320,14 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     summary.unit = measured.map.unit();
     summary.thickness = measured.thickness;
     summary.gridSkipped = measured.gridSkipped;
+    summary.notes = measured.input.notes;
     summary.result = std::move(measured.result);
-    if (!summary.result.segmented()) throw CliError(failureText(summary.result), label);
+    if (!summary.result.segmented()) {
+        // A spacing the file could not give may be why (the automatic axial factor follows it): say so too.
+        std::string text = failureText(summary.result);
+        for (const std::string& note : summary.notes) text += "; note: " + note;
+        throw CliError(text, label);
+    }
     return summary;
 }
 

@@ -22,22 +22,23 @@ enum class GridChoice { Auto, None, Etdrs, Circle };
 
 struct SegmentSettings {
     io::ReadOptions read;
-    Options engine;                      ///< its progress callback, axialFactor and spacings are not used; see below. Its
-                                         ///< thread count also bounds the threads that write the volume's outputs.
+    Options engine;  ///< its progress callback, axialFactor and spacings are not used; see below. Its
+                     ///< thread count also bounds the threads that write the volume's outputs.
     int axialFactor = kAxialFactorAuto;  ///< resampling of the depth axis; auto: chooseAxialFactor's rule
-    Spacing spacing;              ///< used instead of the file's spacing when spacingGiven
+    Spacing spacing;                     ///< used instead of the file's spacing when spacingGiven
     bool spacingGiven = false;
     GridChoice grid = GridChoice::Auto;
-    std::string eye;              ///< "OD" or "OS" to use instead of the file's; empty = the file's
+    std::string eye;  ///< "OD" or "OS" to use instead of the file's; empty = the file's
 };
 
 /// A volume to segment: its samples and what its file said about it.
 struct VolumeInput {
     VolumeView view;
-    std::string label;     ///< stands for the volume's origin in the report (the input path as given)
-    std::string eye;       ///< "OD", "OS" or empty
-    std::string scanKind;  ///< "macula", "disc" or empty
-    Spacing spacing;       ///< the file's; 0 where unknown
+    std::string label;               ///< stands for the volume's origin in the report (the input path as given)
+    std::string eye;                 ///< "OD", "OS" or empty
+    std::string scanKind;            ///< "macula", "disc" or empty
+    Spacing spacing;                 ///< the file's; 0 where unknown
+    std::vector<std::string> notes;  ///< what was not taken from the file as it stands (io::Volume::notes)
 };
 
 /// A volume segmented and measured, before anything is written.
@@ -60,7 +61,18 @@ struct VolumeSummary {
     std::string unit;
     std::vector<std::string> files;  ///< names written into outputDir
     std::string gridSkipped;         ///< why a grid asked for by name was not evaluated; empty otherwise
+    std::vector<std::string> notes;  ///< values of the file that were not used (io::Volume::notes)
 };
+
+struct SpacingChoice {
+    Spacing spacing;
+    std::string source;              ///< "command line", "file" or "unknown"
+    std::vector<std::string> notes;  ///< the file's values that were not used, from the reader's notes
+};
+
+/// The spacing a volume is measured with: --spacing-um when given, otherwise the file's, which the reader
+/// has already kept within the plausible range (io::dropImplausibleSpacing).
+SpacingChoice chooseSpacing(const VolumeInput& volume, const SegmentSettings& settings);
 
 /// Segments and measures a volume. Throws what velin::segment throws (std::invalid_argument for arguments the
 /// engine refuses, std::bad_alloc); nothing segmented is an outcome (see Result), not an error.

@@ -15,9 +15,6 @@
 
 namespace velin {
 
-/// Largest axial factor the checked entry accepts.
-constexpr int kMaxAxialFactor = 8;
-
 /// The engine's input for `volume`: every A-scan resampled to factor * depth samples and followed by zeros up
 /// to `engineDepth` samples. With factor 1 the samples are copied unchanged. Arguments are not checked.
 std::vector<std::uint8_t> engineVolume(const VolumeView& volume, int factor, int engineDepth);

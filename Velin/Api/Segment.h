@@ -3,6 +3,8 @@
 // Checked C++ entry to the segmentation engine. It runs the same engine as the exported class and the C entry
 // (it calls velin_segment_ex), but validates its arguments first and makes volumes of any depth safe to pass.
 
+#include <Velin/Api/ArgumentCheck.h>
+
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -20,7 +22,8 @@ struct VolumeView {
 };
 
 /// Called after each B-scan with the number done so far and the total. It runs on the caller's thread.
-/// Exceptions it throws are held back until the engine has finished and then rethrown from segment().
+/// An exception it throws stops the engine: no further B-scan is started, the B-scans under way on other
+/// threads end, and segment() rethrows the exception without a result.
 using ProgressCallback = std::function<void(int done, int total)>;
 
 /// Which boundaries fill Result::upperBoundary and Result::lowerBoundary.
@@ -43,7 +46,7 @@ struct Options {
     /// Passed to the engine unchanged.
     float auxParameter = 0.0f;
     /// Smoothing of the final surface pass: the boundary surfaces are diffused 10 * (smoothing + 1) times;
-    /// negative values count as 0.
+    /// at most kMaxSmoothing (1000); negative values count as 0.
     int smoothing = 0;
     /// Axial resampling, 1 to 8: each A-scan is resampled to axialFactor times its samples before the engine
     /// runs, and the depths found are mapped back to the input's samples. The engine's depth rules (the
@@ -52,15 +55,15 @@ struct Options {
     /// too thin for them and no B-scan is segmented. A factor of round(depth spacing / 1.95 um) brings such
     /// scans to the engine's scale. 1 leaves the volume as it is, bit for bit.
     int axialFactor = 1;
-    /// B-scans segmented at once: 0 = one per processor core, 1 = one at a time. The result does not depend
-    /// on it. Each thread beyond the first holds working images of its own, about 34 bytes per sample of one
-    /// B-scan (18 MB for 512 x 1024).
+    /// B-scans segmented at once: 0 = one per processor core, 1 = one at a time, at most kMaxThreads. The
+    /// result does not depend on it. Each thread beyond the first holds working images of its own, about 34 bytes per
+    /// sample of one B-scan (18 MB for 512 x 1024).
     int threads = 0;
     /// The boundaries the result carries as depths in samples (the four planes are the engine's either way).
     Boundaries boundaries = Boundaries::Refined;
     /// Sample spacing in micrometres along depth, between A-scans and between B-scans, used by the refined
-    /// boundaries to size their rules; 0 = unknown (derived from the depth, resp. a 6 mm field). Must not be
-    /// negative, NaN or infinite.
+    /// boundaries to size their rules; 0 = unknown (derived from the depth, resp. a 6 mm field). Otherwise
+    /// 0.1 to 1000 um, and up to 10000 um between B-scans (kMinSpacingUm and the rest in ArgumentCheck.h).
     double depthSpacingUm = 0.0;
     double aScanSpacingUm = 0.0;
     double bScanSpacingUm = 0.0;
@@ -108,11 +111,12 @@ struct Result {
 /// Segments one volume.
 ///
 /// Throws std::invalid_argument, with a message naming the argument and its value, for a null data pointer,
-/// a non-positive size, an axialFactor outside 1..8, a negative thread count, sizes whose product (after resampling and
-/// depth padding) does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), and a gapScale
-/// that is 0, NaN, infinite or so close to 0 that the gap limit overflows. Throws std::bad_alloc when memory
-/// runs out and std::runtime_error for an internal failure of the engine. A spacing that is negative, NaN or
-/// infinite is an invalid argument too.
+/// a non-positive size, an axialFactor outside 1..8, sizes whose product (after resampling and depth padding)
+/// does not fit in 32 bits, a resampled depth above 32767 (the depth planes are 16-bit), a gapScale that is 0,
+/// NaN, infinite or so close to 0 that the gap limit overflows, a widthSelector or auxParameter that is not
+/// finite, a smoothing above 1000, a thread count outside 0..1024, and a spacing that is neither 0 (unknown)
+/// nor within its plausible range: the rules of checkArguments (ArgumentCheck.h). Throws std::bad_alloc when
+/// memory runs out and std::runtime_error for an internal failure of the engine.
 ///
 /// Depth padding: the engine copies each B-scan into its working image as one block, which lines the A-scans
 /// up only when the depth is a multiple of 32. When it is not (e.g. 496-sample scanners), each A-scan is
@@ -134,6 +138,11 @@ struct Result {
 /// A volume of fewer than 10 B-scans, or one in which no B-scan could be segmented, is not an error: the
 /// result's outcome says so, its planes hold -1 (depths) and 0 (values) everywhere and its boundaries NaN.
 Result segment(const VolumeView& volume, const Options& options = Options());
+
+/// The arguments of segment(volume, options) as checkArguments (ArgumentCheck.h) sees them, for callers that
+/// check before they call: checkOptions(callArguments({}, options)) checks the options alone, as the program
+/// does before it reads a file.
+CallArguments callArguments(const VolumeView& volume, const Options& options);
 
 /// Depth the engine works on for an input depth: the next multiple of 32 (the depth itself when it is one;
 /// the largest int when the next multiple does not fit).

@@ -3,35 +3,30 @@
 
 #include <Velin/velin_c.h>
 
+#include <Velin/Api/ArgumentCheck.h>
 #include <Velin/Refine/RefineVolume.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <new>
 #include <vector>
 
 namespace {
 
-bool spacingUsable(double um) { return std::isfinite(um) && um >= 0.0; }
-
+// The rules are those of the segmentation's entries (ArgumentCheck.h), with the depth as it is: the
+// refinement works on the input's own samples.
 int validate(const unsigned char* volume, int numBScans, int numAScans, int depth, const short* upperStart,
              const short* lowerStart, double depthSpacingUm, double aScanSpacingUm, double bScanSpacingUm,
              const float* upper, const float* lower, int threads) {
-    if (volume == nullptr) return VELIN_ERR_NULL_VOLUME;
-    if (upperStart == nullptr || lowerStart == nullptr || upper == nullptr || lower == nullptr)
-        return VELIN_ERR_NULL_PLANE;
-    if (numBScans <= 0 || numAScans <= 0 || depth <= 0) return VELIN_ERR_BAD_SIZE;
-    // The same limit as velin_segment's, so that every volume one accepts the other accepts too.
-    const std::int64_t positions = static_cast<std::int64_t>(numBScans) * numAScans;
-    const std::int64_t limit = std::numeric_limits<std::int32_t>::max();
-    if (positions > limit || positions * depth > limit) return VELIN_ERR_SIZE_OVERFLOW;
-    if (!spacingUsable(depthSpacingUm) || !spacingUsable(aScanSpacingUm) || !spacingUsable(bScanSpacingUm))
-        return VELIN_ERR_BAD_SPACING;
-    if (threads < 0) return VELIN_ERR_BAD_OPTIONS;
-    return VELIN_OK;
+    velin::CallArguments call = velin::volumeArguments(
+        volume != nullptr, upperStart != nullptr && lowerStart != nullptr && upper != nullptr && lower != nullptr,
+        numBScans, numAScans, depth);
+    call.threads = threads;
+    call.depthSpacingUm = depthSpacingUm;
+    call.aScanSpacingUm = aScanSpacingUm;
+    call.bScanSpacingUm = bScanSpacingUm;
+    return velin::checkArguments(call).status;
 }
 
 }  // namespace
@@ -40,10 +35,11 @@ extern "C" int velin_refine_boundaries(const unsigned char* volume, int numBScan
                                        const short* upperStart, const short* lowerStart, double depthSpacingUm,
                                        double aScanSpacingUm, double bScanSpacingUm, float* upper, float* lower,
                                        float* upperConfidence, float* lowerConfidence, int threads) {
-    const int invalid = validate(volume, numBScans, numAScans, depth, upperStart, lowerStart, depthSpacingUm,
-                                 aScanSpacingUm, bScanSpacingUm, upper, lower, threads);
-    if (invalid != VELIN_OK) return invalid;
     try {
+        // Inside the try: the check composes a message on failure, which may run out of memory.
+        const int invalid = validate(volume, numBScans, numAScans, depth, upperStart, lowerStart, depthSpacingUm,
+                                     aScanSpacingUm, bScanSpacingUm, upper, lower, threads);
+        if (invalid != VELIN_OK) return invalid;
         namespace R = Orvan::Velin::Refine;
         const std::size_t positions = static_cast<std::size_t>(numBScans) * static_cast<std::size_t>(numAScans);
         std::vector<float> planes(4 * positions);

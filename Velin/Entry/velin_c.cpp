@@ -4,11 +4,9 @@
 
 #include <Velin/velin_c.h>
 
+#include <Velin/Api/ArgumentCheck.h>
 #include <Velin/Entry/SegmentationRun.h>
 
-#include <cmath>
-#include <cstdint>
-#include <limits>
 #include <new>
 
 #ifndef VELIN_VERSION
@@ -17,54 +15,46 @@
 
 namespace {
 
-constexpr std::int64_t kInt32Max = std::numeric_limits<std::int32_t>::max();
-
-bool fitsInt32(std::int64_t value) { return value <= kInt32Max; }
-
-// The gap limit is trunc(100 / gapScale + 0.5) + 5 converted to a 32-bit integer. Besides 0, NaN and
-// infinity, a gapScale so close to 0 that this no longer fits would make that conversion undefined, so it is
-// rejected with the same code. Negative values are accepted: from about -28.6 up to 0 the limit lies below 3
-// and bridging is off; further from 0 it is 3 to 5 (docs/c-api.md).
-bool gapScaleUsable(float gapScale) {
-    if (!std::isfinite(gapScale) || gapScale == 0.0f) {
-        return false;
-    }
-    const double limit = std::trunc(100.0 / static_cast<double>(gapScale) + 0.5);
-    return limit >= static_cast<double>(std::numeric_limits<std::int32_t>::min()) &&
-           limit <= static_cast<double>(kInt32Max - 5);
-}
-
+// The rules are those of the checked C++ entry (ArgumentCheck.h); here only the status code counts.
 int validate(const unsigned char* volume, int numBScans, int numAScans, int depth, const short* plane1,
-             const short* plane2, const short* plane3, const short* plane4, float gapScale) {
-    if (volume == nullptr) {
-        return VELIN_ERR_NULL_VOLUME;
+             const short* plane2, const short* plane3, const short* plane4, float gapScale, float widthSelector,
+             float auxParameter, int optionFlag, const velin_options* options) {
+    velin::CallArguments call = velin::volumeArguments(
+        volume != nullptr, plane1 != nullptr && plane2 != nullptr && plane3 != nullptr && plane4 != nullptr, numBScans,
+        numAScans, depth);
+    call.gapScale = gapScale;
+    call.widthSelector = widthSelector;
+    call.auxParameter = auxParameter;
+    call.smoothing = optionFlag;
+    // Only the one layout so far; a later one will accept this size too and give its new fields their defaults.
+    if (options != nullptr) {
+        call.optionsSize = options->size;
+        call.threads = options->threads;
     }
-    if (plane1 == nullptr || plane2 == nullptr || plane3 == nullptr || plane4 == nullptr) {
-        return VELIN_ERR_NULL_PLANE;
-    }
-    if (numBScans <= 0 || numAScans <= 0 || depth <= 0) {
-        return VELIN_ERR_BAD_SIZE;
-    }
-    // The detector forms these products in 32-bit signed arithmetic when it addresses the volume and planes.
-    const std::int64_t positions = static_cast<std::int64_t>(numBScans) * numAScans;
-    if (!fitsInt32(positions) || !fitsInt32(positions * depth)) {
-        return VELIN_ERR_SIZE_OVERFLOW;
-    }
-    if (!gapScaleUsable(gapScale)) {
-        return VELIN_ERR_BAD_GAP_SCALE;
-    }
-    return VELIN_OK;
+    return velin::checkArguments(call).status;
 }
 
-// Only the one layout so far; a later one will accept this size too and give its new fields their defaults.
-int validateOptions(const velin_options* options) {
-    if (options == nullptr) {
-        return VELIN_OK;
+// Thrown from the engine's progress report when the caller's stop function asks to stop. The engine ends
+// its run on any exception of the progress report (after the B-scans under way on other threads); this one
+// is told apart from a failure when it arrives here.
+struct StopRequested {};
+
+// What the engine's progress report calls: the caller's report, then the caller's stop function.
+struct ProgressAndStop {
+    velin_progress_fn progress;
+    void* user;
+    velin_stop_fn stop;
+    void* stopUser;
+};
+
+void reportAndAskToStop(int done, int total, void* relay) {
+    const auto* calls = static_cast<const ProgressAndStop*>(relay);
+    if (calls->progress != nullptr) {
+        calls->progress(done, total, calls->user);
     }
-    if (options->size != static_cast<int>(sizeof(velin_options)) || options->threads < 0) {
-        return VELIN_ERR_BAD_OPTIONS;
+    if (calls->stop != nullptr && calls->stop(calls->stopUser) != 0) {
+        throw StopRequested{};
     }
-    return VELIN_OK;
 }
 
 }  // namespace
@@ -95,27 +85,33 @@ void velin_options_init(velin_options* options) {
     *options = velin_options{};
     options->size = static_cast<int>(sizeof(velin_options));
     options->threads = 0;
+    options->stop = nullptr;
+    options->stopUser = nullptr;
 }
 
 int velin_segment_with_options(const unsigned char* volume, int numBScans, int numAScans, int depth, short* plane1,
                                short* plane2, short* plane3, short* plane4, float gapScale, float widthSelector,
                                float auxParameter, int optionFlag, velin_progress_fn progress, void* user,
                                int* bscansSegmented, const velin_options* options) {
-    int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale);
-    if (invalid == VELIN_OK) {
-        invalid = validateOptions(options);
-    }
-    if (invalid != VELIN_OK) {
-        return invalid;
-    }
-    const int threads = options != nullptr ? options->threads : 0;
     try {
+        // Inside the try: the check composes a message on failure, which may run out of memory.
+        const int invalid = validate(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
+                                     widthSelector, auxParameter, optionFlag, options);
+        if (invalid != VELIN_OK) {
+            return invalid;
+        }
+        const int threads = options != nullptr ? options->threads : 0;
+        // The stop function exists only in the current layout; a caller of the first never set one.
+        const bool currentLayout = options != nullptr && options->size == static_cast<int>(sizeof(velin_options));
+        ProgressAndStop relay{progress, user, currentLayout ? options->stop : nullptr,
+                              currentLayout ? options->stopUser : nullptr};
         // The count goes through a local so that the caller's variable is written only once the run has
         // completed, never half-way through a failure.
         int segmented = 0;
-        const Orvan::Velin::RunOutcome outcome =
-            Orvan::Velin::runSegmentation(volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale,
-                                          widthSelector, auxParameter, optionFlag, progress, user, &segmented, threads);
+        const Orvan::Velin::RunOutcome outcome = Orvan::Velin::runSegmentation(
+            volume, numBScans, numAScans, depth, plane1, plane2, plane3, plane4, gapScale, widthSelector, auxParameter,
+            optionFlag, relay.stop != nullptr ? reportAndAskToStop : progress,
+            relay.stop != nullptr ? static_cast<void*>(&relay) : user, &segmented, threads);
         if (bscansSegmented != nullptr) {
             *bscansSegmented = segmented;
         }
@@ -128,6 +124,8 @@ int velin_segment_with_options(const unsigned char* volume, int numBScans, int n
                 return VELIN_ERR_NO_BSCAN_FOUND;
         }
         return VELIN_ERR_INTERNAL;
+    } catch (const StopRequested&) {
+        return VELIN_ERR_STOPPED;
     } catch (const std::bad_alloc&) {
         return VELIN_ERR_OUT_OF_MEMORY;
     } catch (...) {
@@ -158,9 +156,12 @@ const char* velin_status_message(int status) {
         case VELIN_ERR_INTERNAL:
             return "internal error";
         case VELIN_ERR_BAD_OPTIONS:
-            return "the options are invalid: size must be sizeof(velin_options) and threads 0 or more";
+            return "an option is invalid: optionFlag above 1000, widthSelector or auxParameter not finite, threads "
+                   "outside 0..1024, or the options' size of no known layout";
+        case VELIN_ERR_STOPPED:
+            return "stopped at the caller's request; the planes are untouched";
         case VELIN_ERR_BAD_SPACING:
-            return "a sample spacing is negative, NaN or infinite (0 means unknown)";
+            return "a sample spacing is neither 0 (unknown) nor within 0.1 to 1000 um (10000 um between B-scans)";
         default:
             return "unknown status code";
     }

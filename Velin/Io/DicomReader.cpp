@@ -1,6 +1,7 @@
 #include <Velin/Io/DicomMetadata.h>
 #include <Velin/Io/FloatScaling.h>
 #include <Velin/Io/Jpeg2000Decoder.h>
+#include <Velin/Io/JpegStreamCheck.h>
 #include <Velin/Io/ReaderSupport.h>
 
 #include <dcmtk/config/osconfig.h>
@@ -9,6 +10,9 @@
 #include <dcmtk/dcmdata/dcdict.h>
 #include <dcmtk/dcmdata/dcfilefo.h>
 #include <dcmtk/dcmdata/dcmetinf.h>
+#include <dcmtk/dcmdata/dcpixel.h>
+#include <dcmtk/dcmdata/dcpixseq.h>
+#include <dcmtk/dcmdata/dcpxitem.h>
 #include <dcmtk/dcmdata/dcrledrg.h>
 #include <dcmtk/dcmdata/dcxfer.h>
 #include <dcmtk/dcmjpeg/djdecode.h>
@@ -149,6 +153,51 @@ std::string syntaxName(const std::string& uid, const DcmXfer& xfer) {
     return xfer.getXfer() == EXS_Unknown ? id : std::string(xfer.getXferName()) + " (" + id + ")";
 }
 
+// The JPEG process DCMTK's IJG decoders would run on the syntax; none for any other syntax.
+bool ijgProcess(E_TransferSyntax syntax, JpegProcess& process) {
+    switch (syntax) {
+        case EXS_JPEGProcess1:
+            process = JpegProcess::Baseline;
+            return true;
+        case EXS_JPEGProcess2_4:
+            process = JpegProcess::Extended;
+            return true;
+        case EXS_JPEGProcess14:
+            process = JpegProcess::Lossless;
+            return true;
+        case EXS_JPEGProcess14SV1:
+            process = JpegProcess::LosslessFirstOrder;
+            return true;
+        default:
+            return false;
+    }
+}
+
+// DCMTK's IJG decoders trust the headers of a JPEG stream, and damaged lossless streams have crashed them:
+// every stream (a fragment that starts one) is checked first (JpegStreamCheck.h).
+void checkJpegStreams(const std::string& path, DcmElement& pixels, E_TransferSyntax syntax, const Frames& f) {
+    JpegExpectation expected;
+    if (!ijgProcess(syntax, expected.process)) return;
+    expected.rows = f.rows, expected.columns = f.columns, expected.bitsAllocated = f.bitsAllocated;
+    DcmPixelSequence* sequence = nullptr;
+    if (static_cast<DcmPixelData&>(pixels).getEncapsulatedRepresentation(syntax, nullptr, sequence).bad() ||
+        sequence == nullptr) {
+        fail(path, "the JPEG pixel data is not encapsulated");
+    }
+    // Item 0 is the offset table.
+    for (unsigned long i = 1; i < sequence->card(); ++i) {
+        DcmPixelItem* item = nullptr;
+        Uint8* bytes = nullptr;
+        if (sequence->getItem(item, i).bad() || item->getUint8Array(bytes).bad()) {
+            fail(path, "fragment " + std::to_string(i) + " of the pixel data cannot be read");
+        }
+        const std::size_t length = item->getLength();
+        if (bytes == nullptr || length < 2 || bytes[0] != 0xFF || bytes[1] != 0xD8) continue;
+        const std::string problem = jpegStreamProblem(bytes, length, expected);
+        if (!problem.empty()) fail(path, "fragment " + std::to_string(i) + ": " + problem);
+    }
+}
+
 }  // namespace
 
 bool hasDicomPreamble(const std::string& path) {
@@ -206,6 +255,7 @@ Volume readDicom(const std::string& path, const ReadOptions& options) {
                        std::to_string(nb) + " frames of " + std::to_string(nd) + "x" + std::to_string(na) +
                        " (rows x columns), found " + std::to_string(pixels->getLength()));
     }
+    checkJpegStreams(path, *pixels, syntax, f);
     const ByteMapping mapping = chooseMapping(path, dataset, f, options);
 
     Volume volume;

@@ -2,6 +2,7 @@
 
 #include <tiffio.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <memory>
@@ -12,7 +13,28 @@ namespace detail {
 
 namespace {
 
+// The most 8-bit pixels one stored byte can stand for: uncompressed one; PackBits 64 (128 from a 2-byte
+// run); deflate and LZW stop near 1032 and 1300, so 2048 leaves room; for any other codec a bound no
+// real picture reaches. The whole stack is held to the general bound too, as pages may share their strips.
+constexpr std::uint64_t kMaxPackBitsRatio = 64;
+constexpr std::uint64_t kMinLibtiffAllocation = 8u << 20;
+constexpr std::uint64_t kMaxDictionaryRatio = 2048;
 constexpr std::uint64_t kMaxCompressionRatio = 4096;
+
+std::uint64_t maxPixelsPerByte(std::uint16_t compression) {
+    switch (compression) {
+        case COMPRESSION_NONE:
+            return 1;
+        case COMPRESSION_PACKBITS:
+            return kMaxPackBitsRatio;
+        case COMPRESSION_LZW:
+        case COMPRESSION_ADOBE_DEFLATE:
+        case COMPRESSION_DEFLATE:
+            return kMaxDictionaryRatio;
+        default:
+            return kMaxCompressionRatio;
+    }
+}
 
 // libtiff reports problems through callbacks; these collect the first message for this file's error instead
 // of printing to the terminal.
@@ -44,10 +66,16 @@ Volume readTiffStack(const std::string& path) {
     std::unique_ptr<TIFFOpenOptions, OptionsFree> openOptions(TIFFOpenOptionsAlloc());
     TIFFOpenOptionsSetErrorHandlerExtR(openOptions.get(), collectMessage, &libtiffMessage);
     TIFFOpenOptionsSetWarningHandlerExtR(openOptions.get(), ignoreWarning, nullptr);
-    std::unique_ptr<TIFF, TiffCloser> tiff(TIFFOpenExt(path.c_str(), "r", openOptions.get()));
+    // libtiff's own buffers (a strip, the directory's arrays) come from the file and need no more than its
+    // size; a damaged directory could otherwise make it reserve gigabytes for arrays it estimates.
+    TIFFOpenOptionsSetMaxSingleMemAlloc(
+        openOptions.get(), static_cast<tmsize_t>(std::max<std::uint64_t>(2 * size, kMinLibtiffAllocation)));
+    // "m": no memory mapping. A mapped file that shrinks while it is read raises SIGBUS on the next page
+    // touched; plain reads just come back short, which libtiff reports as an error.
+    std::unique_ptr<TIFF, TiffCloser> tiff(TIFFOpenExt(path.c_str(), "rm", openOptions.get()));
     if (!tiff) {
-        fail(path, "not a readable TIFF file (" + std::to_string(size) + " bytes): " +
-                       (libtiffMessage.empty() ? std::string("unknown libtiff error") : libtiffMessage));
+        fail(path, "not a readable TIFF file (" + std::to_string(size) +
+                       " bytes): " + (libtiffMessage.empty() ? std::string("unknown libtiff error") : libtiffMessage));
     }
 
     Volume volume;
@@ -77,12 +105,31 @@ Volume readTiffStack(const std::string& path) {
                            std::to_string(height));
         }
         checkShape(path, static_cast<std::uint64_t>(page) + 1, width, height);
-        // A damaged directory can claim a huge page; no codec packs 8-bit pixels tighter than this ratio, so
-        // a claim beyond it is refused before memory is reserved for it.
-        const std::uint64_t pixels = (static_cast<std::uint64_t>(page) + 1) * width * height;
-        if (pixels > kMaxCompressionRatio * size) {
-            fail(path, where + "expected at most " + std::to_string(kMaxCompressionRatio) + " pixels per file byte, found " +
-                           std::to_string(pixels) + " pixels in " + std::to_string(size) + " bytes");
+        // A damaged directory can claim a huge page. Its pixels must come from the bytes its strips occupy in
+        // the file, at no better ratio than the codec allows, before memory is reserved for them.
+        std::uint16_t compression = COMPRESSION_NONE;
+        TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_COMPRESSION, &compression);
+        // Only the part of a strip that lies within the file counts: libtiff cuts a single uncompressed strip
+        // into strips of a few rows whose counts follow the claimed size, not the file.
+        std::uint64_t stored = 0;
+        for (std::uint32_t strip = 0; strip < TIFFNumberOfStrips(tiff.get()); ++strip) {
+            const std::uint64_t offset = TIFFGetStrileOffset(tiff.get(), strip);
+            if (offset < size) stored += std::min(TIFFGetStrileByteCount(tiff.get(), strip), size - offset);
+        }
+        const std::uint64_t pixels = static_cast<std::uint64_t>(width) * height;
+        const std::uint64_t ratio = maxPixelsPerByte(compression);
+        const std::uint64_t stackPixels = (static_cast<std::uint64_t>(page) + 1) * pixels;
+        if (stackPixels > kMaxCompressionRatio * size) {
+            fail(path, where + "expected at most " + std::to_string(kMaxCompressionRatio) +
+                           " pixels per file byte, found " + std::to_string(stackPixels) + " pixels in " +
+                           std::to_string(size) + " bytes");
+        }
+        if (pixels > ratio * stored) {
+            fail(path, where + "truncated or damaged: " + std::to_string(width) + "x" + std::to_string(height) +
+                           " pixels cannot come from the " + std::to_string(stored) +
+                           " bytes its strips hold in the file (" + std::to_string(size) + " bytes) at " +
+                           std::to_string(ratio) + " pixel(s) per byte at most (compression " +
+                           std::to_string(compression) + ")");
         }
 
         // A page is depth rows of A-scan samples; the library wants each A-scan contiguous.

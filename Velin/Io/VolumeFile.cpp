@@ -1,6 +1,7 @@
 #include <Velin/Io/VolumeFile.h>
 
 #include <Velin/Io/ReaderSupport.h>
+#include <Velin/Io/SpacingCheck.h>
 
 #include <algorithm>
 #include <cctype>
@@ -98,6 +99,7 @@ Volume readVolume(const std::string& path, const ReadOptions& options) {
                  ext + "'");
     }
     checkRequestedShape(path, options, volume);
+    dropImplausibleSpacing(volume);
     for (char axis : flips) reverseAxis(volume, axis);
     return volume;
 }

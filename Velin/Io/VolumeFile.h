@@ -20,11 +20,15 @@ struct Volume {
 
     std::string eye;       ///< "OD", "OS" or empty when unknown
     std::string scanKind;  ///< "macula", "disc" or empty when unknown
-    /// Sample spacing in micrometres along depth, A-scans and B-scans; 0 where unknown.
+    /// Sample spacing in micrometres along depth, A-scans and B-scans; 0 where unknown. A value the file
+    /// gives outside the plausible range (SpacingCheck.h) is left unknown, and a note says so.
     double spacingDepthUm = 0.0;
     double spacingAScanUm = 0.0;
     double spacingBScanUm = 0.0;
 
+    /// What the reader could not take from the file as it stands, in words, e.g. "spacing between A-scans in
+    /// the file: inf um is outside 0.1 to 1000 um; taken as unknown". Empty for a sound file.
+    std::vector<std::string> notes;
     /// Boundaries the device stored with the scan (.vol exports carry its own segmentation), one value per
     /// position b * numAScans + a, in samples as the device gives them (fractional rows counted from the top);
     /// NaN where the device marked none. Empty when the file carries none. `deviceIlm` is the inner limiting
@@ -53,7 +57,9 @@ public:
 };
 
 /// Reads .img, .raw, .npy, .tif/.tiff, .vol or DICOM (.dcm/.dicom, or any other name whose content starts as a
-/// DICOM file does), chosen by the file name's extension.
+/// DICOM file does), chosen by the file name's extension. Every file is read through ordinary reads, never
+/// mapped into memory, so a file that shrinks meanwhile gives a VolumeFileError rather than a crash; and
+/// nothing is allocated for data before the file was found to hold it.
 Volume readVolume(const std::string& path, const ReadOptions& options);
 
 }  // namespace io

@@ -62,6 +62,7 @@ const std::map<std::string, Setter>& setters() {
         {"width_selector", [](auto& a, auto v, auto k) { a.widthSelector = number<float>(v, k); }},
         {"aux", [](auto& a, auto v, auto k) { a.auxParameter = number<float>(v, k); }},
         {"smoothing", [](auto& a, auto v, auto k) { a.smoothing = number<int>(v, k); }},
+        {"threads", [](auto& a, auto v, auto k) { a.threads = number<int>(v, k); }},
     };
     return table;
 }

@@ -51,7 +51,7 @@ std::unique_ptr<Segmentation> segmentArray(const py::array& samples, const std::
         if (PyErr_CheckSignals() != 0) throw py::error_already_set();
         if (!progress.is_none()) progress(done, total);
     };
-    const cli::VolumeInput input{segmentation->view, label, eye, scanKind, spacing};
+    const cli::VolumeInput input{segmentation->view, label, eye, scanKind, spacing, {}};
     {
         py::gil_scoped_release free;
         segmentation->measured = cli::measureVolume(input, settings, relay);

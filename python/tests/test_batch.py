@@ -121,6 +121,6 @@ def test_inputs_from_folders_and_manifests(tmp_path: Path, monkeypatch: pytest.M
 def test_bad_options_are_usage_errors(tmp_path: Path) -> None:
     finished = run_batch("x.npy", "-o", str(tmp_path / "out"), "--spacing-um", "1,2", cwd=tmp_path)
     assert finished.returncode == 2
-    assert finished.stderr.strip() == ("velin.batch: error: --spacing-um: expected three positive numbers dz,dx,dy, "
-                                       "got '1,2' (see 'python -m velin.batch --help')")
+    assert finished.stderr.strip() == ("velin.batch: error: --spacing-um: expected three numbers dz,dx,dy in "
+                                       "micrometres, got '1,2' (see 'python -m velin.batch --help')")
     assert not (tmp_path / "out").exists()

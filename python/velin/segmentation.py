@@ -142,6 +142,7 @@ def segment(
     smoothing: int = 0,
     aux: float = 0.0,
     eye: Optional[str] = None,
+    threads: Optional[int] = None,
     progress: Optional[ProgressCallback] = None,
 ) -> Result:
     """Segments a volume: the top of the retina and the lower boundary of the nerve-fibre layer.
@@ -165,6 +166,8 @@ def segment(
         smoothing: the boundary surfaces are diffused 10 * (smoothing + 1) times in the final volume pass.
         aux: auxiliary engine parameter, passed on unchanged.
         eye: "OD" or "OS" instead of the volume's own; decides where nasal and temporal are on the grids.
+        threads: B-scans segmented at once, 0 to 1024; None or 0 = one per processor core, 1 = one at a
+            time. The result does not depend on it.
         progress: called as progress(done, total) after each B-scan, on the calling thread.
 
     Returns:
@@ -198,6 +201,7 @@ def segment(
         "smoothing": smoothing,
         "aux": aux,
         "eye": eye,
+        "threads": threads,
     }
     return Result(_velin.segment_array(samples, label, own_eye, scan_kind, spacing, arguments, progress))
 

@@ -72,7 +72,7 @@ TEST(CEntry, VersionAndADistinctMessageForEveryStatus) {
     const std::string unknown = entry().statusMessage(-1000);
     EXPECT_EQ(unknown, entry().statusMessage(1));
     std::set<std::string> seen = {unknown};
-    for (int status = VELIN_OK; status >= VELIN_ERR_BAD_SPACING; --status)
+    for (int status = VELIN_OK; status >= VELIN_ERR_STOPPED; --status)
         EXPECT_TRUE(seen.insert(entry().statusMessage(status)).second) << "status " << status << " repeats a message";
 }
 
@@ -105,11 +105,20 @@ TEST(CEntry, ArgumentChecksWriteNothing) {
         {"gapScale +inf", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = inf; }},
         {"gapScale -inf", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = -inf; }},
         {"gap limit past 32 bits", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = 1e-8f; }},
+        // The final pass's step count 10 * (optionFlag + 1) overflows at the largest int; 1000 is the limit.
+        {"optionFlag past the limit", VELIN_ERR_BAD_OPTIONS, [](Call& c) { c.optionFlag = 1001; }},
+        {"optionFlag 2^31-1", VELIN_ERR_BAD_OPTIONS, [](Call& c) { c.optionFlag = std::numeric_limits<int>::max(); }},
+        {"widthSelector NaN", VELIN_ERR_BAD_OPTIONS, [](Call& c) { c.widthSelector = nan; }},
+        {"auxParameter -inf", VELIN_ERR_BAD_OPTIONS, [](Call& c) { c.auxParameter = -inf; }},
+        {"gap scale before option", VELIN_ERR_BAD_GAP_SCALE, [](Call& c) { c.gapScale = nan, c.optionFlag = 1001; }},
         {"2^31-1 samples", VELIN_ERR_TOO_FEW_BSCANS,
          [](Call& c) { c.numBScans = 1, c.numAScans = 1, c.depth = std::numeric_limits<int>::max(); }},
         {"9 * 238609294 samples", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.numAScans = 1, c.depth = 238609294; }},
         {"negative gapScale", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.gapScale = -3.0f; }},
         {"gap limit just fits", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.gapScale = -1e-7f; }},
+        {"optionFlag at the limit", VELIN_ERR_TOO_FEW_BSCANS, [](Call& c) { c.optionFlag = 1000; }},
+        {"negative optionFlag counts as 0", VELIN_ERR_TOO_FEW_BSCANS,
+         [](Call& c) { c.optionFlag = std::numeric_limits<int>::min(); }},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
@@ -166,7 +175,8 @@ TEST(CEntry, PlanesEqualTheExportedClassBitForBit) {
 }
 
 // Options with a size the library does not know, or a negative thread count, are refused after the other
-// arguments and before anything is written; the thread count never changes the planes, on a volume whose
+// arguments and before anything is written; a stop function ends the call after the B-scan it answers;
+// the thread count never changes the planes, on a volume whose
 // transform is larger than its B-scans (200 A-scans, 256 transform rows) where part of each B-scan's
 // transform carries into the next.
 TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
@@ -189,11 +199,12 @@ TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
         {"size of a later, longer layout", static_cast<int>(sizeof(velin_options)) + 4, 1, VELIN_ERR_BAD_OPTIONS,
          false},
         {"negative thread count", static_cast<int>(sizeof(velin_options)), -1, VELIN_ERR_BAD_OPTIONS, false},
+        {"thread count past 1024", static_cast<int>(sizeof(velin_options)), 1025, VELIN_ERR_BAD_OPTIONS, false},
         {"a bad argument is reported first", 0, -1, VELIN_ERR_BAD_GAP_SCALE, true},
     };
     for (const Refused& test : refused) {
         SCOPED_TRACE(test.what);
-        velin_options options{test.size, test.threads};
+        velin_options options{test.size, test.threads, nullptr, nullptr};
         const velin_options* pointer = &options;
         Call bad = call;
         if (test.badGapScale) bad.gapScale = 0.0f;
@@ -218,6 +229,30 @@ TEST(CEntry, OptionsAreCheckedAndTheThreadCountLeavesThePlanesAsTheyAre) {
         EXPECT_EQ(out.planes, reference.planes);
         EXPECT_EQ(out.count, reference.count);
         EXPECT_EQ(out.done, (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}));
+
+        // A caller built with the first layout, which ended after the thread count, set no stop function.
+        options.size = 2 * static_cast<int>(sizeof(int));
+        options.stop = [](void*) { return 1; };
+        const Outcome first = run(call, size, &pointer);
+        EXPECT_EQ(first.status, VELIN_OK);
+        EXPECT_EQ(first.planes, reference.planes);
+
+        // A stop asked for after the first B-scan's report ends the call there: no further report, nothing
+        // written, whether the other threads were busy or not.
+        entry().optionsInit(&options);
+        options.threads = threads;
+        int asked = 0;
+        options.stop = [](void* user) {
+            ++*static_cast<int*>(user);
+            return 1;
+        };
+        options.stopUser = &asked;
+        const Outcome stopped = run(call, size, &pointer);
+        EXPECT_EQ(stopped.status, VELIN_ERR_STOPPED);
+        EXPECT_EQ(asked, 1);
+        EXPECT_EQ(stopped.done, std::vector<int>{1});
+        EXPECT_TRUE(stopped.planesUntouched());
+        EXPECT_EQ(stopped.count, kCountUntouched);
     }
 }
 
@@ -246,7 +281,11 @@ TEST(CEntry, RefineArgumentChecksWriteNothing) {
         {"negative depth spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[0] = -1.0; }},
         {"NaN A-scan spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[1] = nan; }},
         {"infinite B-scan spacing", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[2] = inf; }},
+        // Its rules are sized in samples from the spacings: 60 um over 1e-300 um is no integer.
+        {"depth spacing below 0.1 um", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[0] = 1e-300; }},
+        {"B-scans over 10 mm apart", VELIN_ERR_BAD_SPACING, [](RefineCall& c) { c.spacing[2] = 10001.0; }},
         {"negative thread count", VELIN_ERR_BAD_OPTIONS, [](RefineCall& c) { c.threads = -1; }},
+        {"thread count past 1024", VELIN_ERR_BAD_OPTIONS, [](RefineCall& c) { c.threads = 1025; }},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
@@ -282,10 +321,10 @@ TEST(CEntry, RefinedBoundariesAreTheSameOnAnyThreadCount) {
         VELIN_OK);
     // 0 is one thread per processor core.
     for (int threads : {3, 0}) {
-        ASSERT_EQ(entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(),
-                                           1.95, 11.7, 47.0, parallel[0].data(), parallel[1].data(), nullptr, nullptr,
-                                           threads),
-                  VELIN_OK);
+        ASSERT_EQ(
+            entry().refineBoundaries(volume.samples.data(), 16, 256, 512, planes[0].data(), planes[1].data(), 1.95,
+                                     11.7, 47.0, parallel[0].data(), parallel[1].data(), nullptr, nullptr, threads),
+            VELIN_OK);
         for (int i = 0; i < 2; ++i)
             EXPECT_EQ(std::memcmp(serial[i].data(), parallel[i].data(), size * sizeof(float)), 0) << threads;
     }

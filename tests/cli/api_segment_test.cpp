@@ -45,33 +45,57 @@ Planes legacyPlanes(const velin_test::SyntheticVolume& v, const Options& o) {
 TEST(ApiSegmentArguments, EachBadArgumentIsNamedWithItsValue) {
     const std::uint8_t sample = 0;
     const VolumeView good{&sample, 12, 16, 32};
-    const float nan = std::numeric_limits<float>::quiet_NaN(), inf = std::numeric_limits<float>::infinity();
     struct Case {
         VolumeView view;
-        float gapScale;
+        void (*change)(Options&);
         std::vector<std::string> expected;
-        int threads = 0;
     } const cases[] = {
-        {{nullptr, 12, 16, 32}, 100.0f, {"data", "null"}},
-        {{&sample, 0, 16, 32}, 100.0f, {"numBScans = 0"}},
-        {{&sample, 12, -3, 32}, 100.0f, {"numAScans = -3"}},
-        {{&sample, 12, 16, 0}, 100.0f, {"depth = 0"}},
-        {{&sample, 1000, 1000, 4096}, 100.0f, {"1000 x 1000 x 4096", "32 bits"}},
+        {{nullptr, 12, 16, 32}, [](Options&) {}, {"data", "null"}},
+        {{&sample, 0, 16, 32}, [](Options&) {}, {"numBScans = 0"}},
+        {{&sample, 12, -3, 32}, [](Options&) {}, {"numAScans = -3"}},
+        {{&sample, 12, 16, 0}, [](Options&) {}, {"depth = 0"}},
+        {{&sample, 1000, 1000, 4096}, [](Options&) {}, {"1000 x 1000 x 4096", "32 bits"}},
         // 2147483647 fits, but padded to a multiple of 32 it does not.
-        {{&sample, 1, 1, 2147483647}, 100.0f, {"depth padded to 2147483648"}},
-        {good, 0.0f, {"gapScale = 0"}},
-        {good, nan, {"gapScale = nan"}},
-        {good, inf, {"gapScale = inf"}},
-        {good, -inf, {"gapScale = -inf"}},
-        {good, 1e-30f, {"gapScale = 1e-30"}},
-        {good, 100.0f, {"threads = -2", "negative"}, -2},
+        {{&sample, 1, 1, 2147483647}, [](Options&) {}, {"depth padded to 2147483648"}},
+        {good, [](Options& o) { o.gapScale = 0.0f; }, {"gapScale = 0"}},
+        {good, [](Options& o) { o.gapScale = std::numeric_limits<float>::quiet_NaN(); }, {"gapScale = nan"}},
+        {good, [](Options& o) { o.gapScale = std::numeric_limits<float>::infinity(); }, {"gapScale = inf"}},
+        {good, [](Options& o) { o.gapScale = -std::numeric_limits<float>::infinity(); }, {"gapScale = -inf"}},
+        {good, [](Options& o) { o.gapScale = 1e-30f; }, {"gapScale = 1e-30"}},
+        // The final surface pass's step count 10 * (smoothing + 1) overflows at the largest int, and a
+        // million already takes minutes: the limit is 1000.
+        {good, [](Options& o) { o.smoothing = std::numeric_limits<int>::max(); }, {"smoothing = 2147483647 is above 1000"}},
+        {good, [](Options& o) { o.smoothing = 1001; }, {"smoothing = 1001"}},
+        {good, [](Options& o) { o.widthSelector = std::numeric_limits<float>::quiet_NaN(); }, {"widthSelector = nan"}},
+        {good, [](Options& o) { o.auxParameter = -std::numeric_limits<float>::infinity(); }, {"auxParameter = -inf"}},
+        {good, [](Options& o) { o.axialFactor = 9; }, {"axialFactor = 9 is outside 1..8"}},
+        {good, [](Options& o) { o.threads = -2; }, {"threads = -2 is outside 0..1024"}},
+        {good, [](Options& o) { o.threads = 1025; }, {"threads = 1025"}},
+        // The refined boundaries size their rules in samples from the spacings: 60 um over 1e-300 um per
+        // sample once made an integer of infinity.
+        {good, [](Options& o) { o.depthSpacingUm = 1e-300; }, {"depthSpacingUm = 1e-300 um is outside 0.1 to 1000"}},
+        {good, [](Options& o) { o.aScanSpacingUm = -5.0; }, {"aScanSpacingUm = -5"}},
+        {good, [](Options& o) { o.bScanSpacingUm = std::numeric_limits<double>::infinity(); }, {"bScanSpacingUm = inf"}},
+        {good, [](Options& o) { o.bScanSpacingUm = 10000.5; }, {"outside 0.1 to 10000 um"}},
     };
     for (const Case& c : cases) {
         Options options;
-        options.gapScale = c.gapScale;
-        options.threads = c.threads;
+        c.change(options);
         const std::string message = io_test::messageOf<std::invalid_argument>([&] { velin::segment(c.view, options); });
         for (const std::string& part : c.expected) EXPECT_TRUE(io_test::contains(message, part));
+        // The rules are those any caller can apply first, with the same words.
+        const velin::ArgumentProblem problem = velin::checkArguments(velin::callArguments(c.view, options));
+        EXPECT_EQ(message, "velin::segment: " + problem.message());
+    }
+    // The edges of what is accepted: nothing is thrown (fewer than 10 B-scans: the engine does nothing).
+    const std::vector<std::uint8_t> samples(9 * 16 * 32, 0);
+    for (const int smoothing : {1000, -1, std::numeric_limits<int>::min()}) {
+        Options options;
+        options.smoothing = smoothing;
+        options.gapScale = -1e-7f, options.widthSelector = -3e38f, options.auxParameter = 3e38f;
+        options.threads = 1024, options.depthSpacingUm = 0.1, options.aScanSpacingUm = 1000.0;
+        options.bScanSpacingUm = 10000.0;
+        EXPECT_EQ(velin::segment({samples.data(), 9, 16, 32}, options).outcome, velin::Outcome::TooFewBScans);
     }
 }
 

@@ -4,14 +4,17 @@
 #include <Velin/Io/PngFile.h>
 #include "Progress.h"
 #include "ThreadPlan.h"
-#include "dicom_test_files.h"
+#include <support/DicomFiles.h>
 #include "io_test_support.h"
+#include "support/VolumeFiles.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <set>
 
 #ifndef _WIN32
@@ -111,6 +114,15 @@ TEST_F(CliCommand, BadCommandsInputsAndOutputsGiveOneLineErrorsAndLeaveTheInputA
         // An output folder below a plain file cannot be created.
         {{"segment", raw, "--shape", "12x128x1024", "-o", blocker + "/out"}, blocker, 1},
         {{"segmnt", raw}, "unknown command 'segmnt'", 2},
+        // Values the checked entry refuses are a wrong command line, found before any file is read: the
+        // largest int once overflowed the final pass's step count; a B-scan distance of 50 mm once made a
+        // picture of 10.8 GB.
+        {{"segment", raw, "-o", out, "--smoothing", "2147483647"}, "--smoothing: 2147483647 is above 1000", 2},
+        {{"segment", raw, "-o", out, "--gap-scale", "0"}, "--gap-scale: 0 must be finite and not 0", 2},
+        {{"segment", raw, "-o", out, "--width-selector", "nan"}, "--width-selector: nan must be finite", 2},
+        {{"segment", raw, "-o", out, "--spacing-um", "7.8125,0.5,50000"},
+         "spacing between B-scans: 50000 um is outside 0.1 to 10000 um", 2},
+        {{"segment", raw, "-o", out, "--spacing-um", "0.05,11,47"}, "depth spacing: 0.05 um", 2},
         // A phantom shape the builder refuses is a wrong command line, told in the option's words.
         {{"phantom", "-o", inputs + "/tiny.npy", "--shape", "12x5x1024"}, "--shape 12x5x1024: the A-scan count", 2},
     };
@@ -245,6 +257,84 @@ TEST_F(CliCommand, ParallelJobsGiveTheSameOutputsAsOneAtATimeAndAFailureDoesNotS
         for (const std::string& name : namesIn(a))
             EXPECT_EQ(readBytes((a / name).string()), readBytes((b / name).string())) << stem << "/" << name;
     }
+}
+
+// A spacing in a file's header that no scan can have (an infinite lateral spacing once crashed the program,
+// a huge B-scan distance asked for tens of gigabytes) is ignored with a note in the report and on the
+// volume's line; the volume is segmented, measured in micrometres where it can be, and gets no grid. The
+// smallest lateral spacing the command line accepts still gives a picture of bounded size, quickly.
+TEST_F(CliCommand, ImplausibleSpacingsInAFileAreIgnoredWithANoteAndPicturesStayBounded) {
+    velin::io::Volume volume = velin::io::readVolume(file("phantom.npy"), {});
+    struct Case {
+        const char* name;
+        double scaleX, distance;  ///< mm, as the header gives them
+        std::string note;
+    } const cases[] = {
+        {"inf", std::numeric_limits<double>::infinity(), 0.0469,
+         "spacing between A-scans in the file: inf um is outside 0.1 to 1000 um; taken as unknown"},
+        {"far", 0.0469, 1e6, "spacing between B-scans in the file: 1e+09 um is outside 0.1 to 10000 um"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        velin_test::VolHeader header;
+        header.scaleXMm = c.scaleX, header.distanceMm = c.distance, header.scaleZMm = 2.0 / 1024;
+        const std::string input = file(std::string(c.name) + ".vol");
+        writeBytes(input, velin_test::volBytes(volume, header));
+        const Outcome r = run({"segment", input, "-o", file("spacing-out"), "--grid", "etdrs"});
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_TRUE(io_test::contains(r.out, "no grid (lateral spacing unknown")) << r.out;
+        EXPECT_TRUE(io_test::contains(r.out, "note: " + c.note)) << r.out;
+        const nlohmann::json report =
+            nlohmann::json::parse(readText(fs::path(file("spacing-out")) / c.name / "report.json"));
+        ASSERT_EQ(report["notes"].size(), 1u);
+        EXPECT_TRUE(io_test::contains(report["notes"][0].get<std::string>(), c.note));
+        EXPECT_EQ(report["spacing_um"]["depth"].get<double>(), 2000.0 / 1024);
+        EXPECT_EQ(report["thickness"]["unit"], "um");
+    }
+
+    const std::string out = file("tiny-spacing");
+    const Outcome tiny = run({"segment", file("phantom.npy"), "-o", out, "--spacing-um", "1.953125,0.1,10000",
+                              "--grid", "etdrs"});
+    ASSERT_EQ(tiny.status, 0) << tiny.err;
+    const velin::io::Picture picture = velin::io::readPng(out + "/phantom/thickness.png");
+    EXPECT_LE(picture.height, 4096 + 200);
+    EXPECT_LE(picture.width, 4096 + 600);
+}
+
+// File names are bytes: a name that is not UTF-8 is carried into the report exactly (input_hex) and readably
+// (input, with U+FFFD), a control character is escaped on the terminal, stems "." and ".." do not name the
+// output folder or its parent, and no two volumes share a folder even when one's name is another's renamed
+// stem. All of this is settled before any work: each volume here fails (too few B-scans) with its report.
+TEST_F(CliCommand, OddFileNamesGiveSafeFoldersReportsAndOneLineMessages) {
+    const std::string inputs = file("odd-names"), out = inputs + "/deep/out";
+    fs::create_directories(inputs + "/a");
+    fs::create_directories(inputs + "/b");
+    const std::vector<std::uint8_t> small = io_test::patternedSamples(3, 8, 64);
+    const std::vector<std::string> names = {inputs + "/scan\xff.npy", inputs + "/...npy",   inputs + "/..npy",
+                                            inputs + "/two\nlines.npy", inputs + "/a/scan.npy", inputs + "/b/scan.npy",
+                                            inputs + "/scan-2.npy"};
+    for (const std::string& name : names) velin::io::writeNpy(name, small.data(), 3, 8, 64);
+
+    std::vector<std::string> args = {"segment"};
+    args.insert(args.end(), names.begin(), names.end());
+    args.insert(args.end(), {"-o", out});
+    const Outcome r = run(args);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(lineCount(r.err), names.size()) << r.err;
+    EXPECT_TRUE(io_test::contains(r.err, "two\\x0Alines.npy")) << r.err;
+    EXPECT_EQ(namesIn(inputs + "/deep"), std::set<std::string>{"out"});  // nothing written beside OUTDIR
+    EXPECT_EQ(namesIn(out), (std::set<std::string>{"scan\xff", "volume", "volume-2", "two\nlines", "scan", "scan-2",
+                                                   "scan-2-2"}));
+    const nlohmann::json report = nlohmann::json::parse(readText(fs::path(out) / "scan\xff" / "report.json"));
+    EXPECT_EQ(report["input"], inputs + "/scan\xef\xbf\xbd.npy");
+    std::string hex;
+    for (const unsigned char c : names[0]) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", c);
+        hex += digits;
+    }
+    EXPECT_EQ(report["input_hex"], hex);
+    EXPECT_EQ(nlohmann::json::parse(readText(fs::path(out) / "scan-2-2" / "report.json"))["input"], names[6]);
 }
 
 // -j and --threads together never run more threads than asked for, and use all of them when they can.

@@ -2,7 +2,7 @@
 
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/VolumeFile.h>
-#include "dicom_test_files.h"
+#include <support/DicomFiles.h>
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>

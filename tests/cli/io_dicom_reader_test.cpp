@@ -4,7 +4,7 @@
 #include <Velin/Io/FloatScaling.h>
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/VolumeFile.h>
-#include "dicom_test_files.h"
+#include <support/DicomFiles.h>
 #include "io_test_support.h"
 
 #include <gtest/gtest.h>
@@ -227,6 +227,15 @@ TEST(IoDicomReader, UnsuitableAndDamagedFilesGiveOneClearError) {
     claims->getDataset()->putAndInsertUint16(DCM_Rows, 1000);
     claims->saveFile(dir.file("claims.dcm").c_str(), EXS_RLELossless);
 
+    // A 16-bit lossless JPEG frame taller than the image's Rows: refused before DCMTK's decoder takes the
+    // stream's word for its size.
+    dicom_test::save(*dicom_test::volumeImage(kB, kA, kD, wide([](std::uint8_t s) { return s; }), 16),
+                     dir.file("taller.dcm"), EXS_JPEGProcess14SV1);
+    DcmFileFormat taller;
+    taller.loadFile(dir.file("taller.dcm").c_str());
+    taller.getDataset()->putAndInsertUint16(DCM_Rows, kD - 1);
+    taller.saveFile(dir.file("taller.dcm").c_str(), EXS_JPEGProcess14SV1);
+
     const std::string sixteen = dir.file("sixteen.dcm");
     dicom_test::save(*dicom_test::volumeImage(kB, kA, kD, wide([](std::uint8_t s) { return s; }), 16), sixteen);
 
@@ -244,6 +253,7 @@ TEST(IoDicomReader, UnsuitableAndDamagedFilesGiveOneClearError) {
         {dir.file("j2k.dcm"), {"frame 0 of 3 cannot be decoded (JPEG 2000 (Lossless only) (1.2.840.10008.1.2.4.90))"}},
         {dir.file("htj2k.dcm"), {"transfer syntax 1.2.840.10008.1.2.4.201 cannot be decoded"}},
         {dir.file("claims.dcm"), {"samples per file byte"}},
+        {dir.file("taller.dcm"), {"fragment 1: JPEG frame of 7x5 in frames of 6x5"}},
         {sixteen, {"16-bit unsigned", "no display window", "--scale"}},
         {put("depth.dcm", DCM_PixelSpacing, "0\\0.01"), {"Pixel Spacing along depth (rows) is 0 mm", "0.0001"}},
         {put("lateral.dcm", DCM_PixelSpacing, "0.01\\2.5"), {"between A-scans (columns) is 2.5 mm"}},

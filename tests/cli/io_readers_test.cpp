@@ -3,9 +3,9 @@
 #include <Velin/Io/NpyFile.h>
 #include <Velin/Io/VolumeFile.h>
 #include "io_test_support.h"
+#include "support/VolumeFiles.h"
 
 #include <gtest/gtest.h>
-#include <tiffio.h>
 
 #include <cstring>
 
@@ -51,27 +51,14 @@ std::pair<std::vector<int>, std::vector<std::uint8_t>> contents(const Volume& v)
     return {{v.numBScans, v.numAScans, v.depth}, v.samples};
 }
 
-// Writes a multi-page 8-bit TIFF with libtiff: page b holds B-scan b with rows = depth, columns = A-scans.
+// A multi-page 8-bit TIFF (LZW, 3 rows per strip): page b holds B-scan b with rows = depth, columns = A-scans.
 void writeTiffStack(const std::string& path, const std::vector<std::uint8_t>& samples, int nb, int na, int nd,
                     int lastPageDepth = -1) {
-    TIFF* tiff = TIFFOpen(path.c_str(), "w");
-    ASSERT_NE(tiff, nullptr);
-    std::vector<std::uint8_t> row(static_cast<std::size_t>(na));
-    for (int b = 0; b < nb; ++b) {
-        const int rows = (b == nb - 1 && lastPageDepth > 0) ? lastPageDepth : nd;
-        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, na);
-        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, rows);
-        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-        TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 3);
-        for (int d = 0; d < rows; ++d) {
-            for (int a = 0; a < na; ++a) row[a] = samples[(static_cast<std::size_t>(b) * na + a) * nd + d % nd];
-            TIFFWriteScanline(tiff, row.data(), static_cast<std::uint32_t>(d), 0);
-        }
-        TIFFWriteDirectory(tiff);
-    }
-    TIFFClose(tiff);
+    Volume volume;
+    volume.numBScans = nb, volume.numAScans = na, volume.depth = nd, volume.samples = samples;
+    velin_test::TiffLayout layout;
+    layout.lastPageDepth = lastPageDepth;
+    ASSERT_TRUE(velin_test::writeTiffStack(path, volume, layout));
 }
 
 }  // namespace
@@ -102,8 +89,12 @@ TEST(IoReaders, RawImgAndTiffVolumesRoundTripIntoTheLibraryLayout) {
         readVolume(dir.write("P0001_Macular Cube 5x3_9-21-2010_11-42-13_OS_sn0415_cube_z.img", device), {});
     EXPECT_EQ(contents(v), expected);
     EXPECT_EQ(v.eye + " " + v.scanKind, "OS macula");
-    EXPECT_EQ(std::vector<double>({v.spacingAScanUm, v.spacingBScanUm}), std::vector<double>({1200, 2000}));  // 6 mm
-    EXPECT_DOUBLE_EQ(v.spacingDepthUm, 2000.0 / 7);  // 2 mm over the depth
+    // 6 mm over 3 B-scans and 2 mm over the depth; 6 mm over 5 A-scans, 1200 um apart, is more than any scan
+    // has, so it stays unknown and a note says why.
+    EXPECT_EQ(std::vector<double>({v.spacingAScanUm, v.spacingBScanUm}), std::vector<double>({0, 2000}));
+    EXPECT_DOUBLE_EQ(v.spacingDepthUm, 2000.0 / 7);
+    EXPECT_EQ(v.notes, std::vector<std::string>{
+                           "spacing between A-scans in the file: 1200 um is outside 0.1 to 1000 um; taken as unknown"});
     const Volume d = readVolume(dir.write("X_Optic Disc Cube 5x3_1-1-2001_1-1-1_OD_sn1_cube_raw.img", device), {});
     EXPECT_EQ(d.eye + " " + d.scanKind, "OD disc");
     // A name without the cube size needs the shape from the user.
@@ -203,4 +194,64 @@ TEST(IoReaders, DamagedFilesAndBadOptionsGiveClearErrorsAndLeaveTheFileAlone) {
         for (const std::string& part : c.expected) EXPECT_TRUE(io_test::contains(message, part));
         EXPECT_EQ(io_test::readBytes(c.path), before) << c.path;
     }
+}
+
+namespace {
+
+// One page of 8-bit grey, stored as a single strip of `stripBytes` zero bytes: a hand-made file, so that the
+// directory can claim any size whatever the data holds.
+std::vector<std::uint8_t> singleStripTiff(std::uint32_t width, std::uint32_t height, std::uint16_t compression,
+                                          std::uint32_t stripBytes) {
+    std::vector<std::uint8_t> bytes = {'I', 'I', 42, 0, 8, 0, 0, 0};
+    const auto put16 = [&bytes](std::uint32_t v) { bytes.push_back(v & 0xFF), bytes.push_back((v >> 8) & 0xFF); };
+    const auto put32 = [&](std::uint32_t v) { put16(v & 0xFFFF), put16(v >> 16); };
+    struct Entry {
+        std::uint16_t tag, type;
+        std::uint32_t value;
+    };
+    constexpr std::uint16_t kShort = 3, kLong = 4;
+    const std::uint32_t dataOffset = 8 + 2 + 9 * 12 + 4;
+    const Entry entries[] = {{256, kLong, width},     {257, kLong, height},     {258, kShort, 8},
+                             {259, kShort, compression}, {262, kShort, 1},      {273, kLong, dataOffset},
+                             {277, kShort, 1},        {278, kLong, height},     {279, kLong, stripBytes}};
+    put16(9);
+    for (const Entry& e : entries) put16(e.tag), put16(e.type), put32(1), put32(e.value);
+    put32(0);
+    bytes.resize(bytes.size() + stripBytes, 0);
+    return bytes;
+}
+
+}  // namespace
+
+// A damaged directory may claim far more pixels than its strips can hold. Such a page is refused before
+// memory is reserved for it (a 520 KB file claiming 46000 x 46000 pixels once reserved 2.1 GB first); a
+// page that the file really holds, however well it compresses, is read.
+TEST(IoTiffReader, PagesClaimingMorePixelsThanTheirStripsHoldAreRefusedUpFront) {
+    io_test::ScratchDir dir;
+    struct Case {
+        const char* name;
+        std::uint32_t width, height;
+        std::uint16_t compression;
+        std::uint32_t stripBytes;
+        std::vector<std::string> expected;
+    } const cases[] = {
+        {"uncompressed.tif", 46000, 46000, 1, 520000, {"46000x46000 pixels cannot come from the 520000 bytes", "1 pixel(s) per byte"}},
+        {"lzw.tif", 46000, 46000, 5, 520000, {"46000x46000 pixels cannot come from the 520000 bytes", "2048 pixel(s)"}},
+        {"packbits.tif", 4000, 4000, 32773, 200000, {"4000x4000 pixels cannot come from the 200000 bytes", "64 pixel(s)"}},
+    };
+    for (const Case& c : cases) {
+        const std::string message =
+            io_test::readError(dir.write(c.name, singleStripTiff(c.width, c.height, c.compression, c.stripBytes)));
+        for (const std::string& part : c.expected) EXPECT_TRUE(io_test::contains(message, part)) << c.name;
+    }
+
+    // 2 x 300 x 2000 zeros, deflated to a few kilobytes: a ratio far above 64 that deflate really reaches.
+    Volume blank;
+    blank.numBScans = 2, blank.numAScans = 300, blank.depth = 2000;
+    blank.samples.assign(2u * 300u * 2000u, 0);
+    velin_test::TiffLayout deflate;
+    deflate.compression = 8, deflate.rowsPerStrip = 2000;
+    ASSERT_TRUE(velin_test::writeTiffStack(dir.file("zeros.tif"), blank, deflate));
+    EXPECT_LT(std::filesystem::file_size(dir.file("zeros.tif")), 2u * 300u * 2000u / 64u);
+    EXPECT_EQ(readVolume(dir.file("zeros.tif"), {}).samples, blank.samples);
 }

@@ -156,3 +156,41 @@ TEST(IoVolReader, ReadsTheRealOpticNerveHeadSample) {
     EXPECT_LT(top, middle);
     EXPECT_EQ(io_test::readBytes(path), before);
 }
+
+// A spacing no scan can have, as a damaged header gives it, is left unknown with a note naming the axis and
+// the value; the other spacings stay. Such values once reached the thickness picture and the grids, where
+// an infinite lateral spacing crashed the program and a huge B-scan distance asked for tens of gigabytes.
+TEST(IoVolReader, ImplausibleSpacingsAreLeftUnknownWithANote) {
+    io_test::ScratchDir dir;
+    const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case {
+        std::size_t offset;  ///< ScaleX (A-scans), Distance (B-scans) or ScaleZ (depth), in mm
+        double mm;
+        std::string note;    ///< empty: the value is kept
+    } const cases[] = {
+        {24, inf, "spacing between A-scans in the file: inf um is outside 0.1 to 1000 um; taken as unknown"},
+        {24, nan, "spacing between A-scans in the file: nan um"},
+        {24, -0.0118, "spacing between A-scans in the file: -11.8 um"},
+        {24, 0.00005, "spacing between A-scans in the file: 0.05 um"},
+        {32, 1e6, "spacing between B-scans in the file: 1e+09 um is outside 0.1 to 10000 um"},
+        {32, 10.0, ""},   // 10 mm between B-scans: sparse, but possible
+        {32, 0.0, ""},    // 0: unknown, as single-line and circle scans give it
+        {40, 2.0, "depth spacing in the file: 2000 um is outside 0.1 to 1000 um"},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::uint8_t> bytes = buildVol(3, {0.0, 1.0, 2.0});
+        put(bytes, c.offset, c.mm);
+        const Volume v = readVolume(dir.write("scan.vol", bytes), {});
+        const double* spacing = c.offset == 24 ? &v.spacingAScanUm : c.offset == 32 ? &v.spacingBScanUm : &v.spacingDepthUm;
+        if (c.note.empty()) {
+            EXPECT_TRUE(v.notes.empty()) << c.mm;
+            EXPECT_DOUBLE_EQ(*spacing, c.mm * 1000.0);
+            continue;
+        }
+        ASSERT_EQ(v.notes.size(), 1u) << c.mm;
+        EXPECT_TRUE(io_test::contains(v.notes[0], c.note));
+        EXPECT_EQ(*spacing, 0.0);
+        // The two other spacings are those of the header.
+        EXPECT_EQ((v.spacingAScanUm > 0) + (v.spacingBScanUm > 0) + (v.spacingDepthUm > 0), 2);
+    }
+}

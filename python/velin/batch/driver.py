@@ -49,6 +49,16 @@ def parameters_text(arguments: Mapping[str, Any]) -> str:
     return " ".join(f"{key}={canonical(key, arguments.get(key))}" for key in PARAMETER_KEYS)
 
 
+def engine_threads(workers: Optional[int], scheduler: Optional[str], scheduler_file: Optional[str]) -> int:
+    """Threads each volume gets when the options do not say: a local cluster's cores shared among its worker
+    processes (one per core by default, so one thread each), never more threads than cores in total. A
+    cluster elsewhere runs a process per core it was given (dask worker --nthreads 1), so one thread each."""
+    if scheduler or scheduler_file:
+        return 1
+    cores = os.cpu_count() or 1
+    return max(1, cores // (workers or cores))
+
+
 def _float32(value: Any) -> float:
     return float(np.float32(value))
 
@@ -164,9 +174,13 @@ def run_batch(
     volumes = expand_inputs(inputs, str(output))
     if not volumes:
         raise BatchError("no volume files found in the inputs given")
+    # The thread count changes no output, so it stays out of the parameters a finished volume is matched by.
     parameters = parameters_text(arguments)
+    engine_arguments = dict(arguments)
+    if engine_arguments.get("threads") is None:
+        engine_arguments["threads"] = engine_threads(workers, scheduler, scheduler_file)
     jobs = [
-        VolumeJob(volume, folder, dict(arguments), parameters)
+        VolumeJob(volume, folder, dict(engine_arguments), parameters)
         for volume, folder in zip(volumes, _velin.volume_folders(volumes, str(output)))
     ]
     table = output / "cohort.csv"
