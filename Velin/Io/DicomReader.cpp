@@ -174,7 +174,8 @@ bool ijgProcess(E_TransferSyntax syntax, JpegProcess& process) {
 }
 
 // DCMTK's IJG decoders trust the headers of a JPEG stream, and damaged lossless streams have crashed them:
-// every stream (a fragment that starts one) is checked first (JpegStreamCheck.h).
+// every stream (a fragment that starts one) is checked first (JpegStreamCheck.h), and every fragment for the
+// one marker that hangs DCMTK's own scan of it.
 void checkJpegStreams(const std::string& path, DcmElement& pixels, E_TransferSyntax syntax, const Frames& f) {
     JpegExpectation expected;
     if (!ijgProcess(syntax, expected.process)) return;
@@ -192,6 +193,13 @@ void checkJpegStreams(const std::string& path, DcmElement& pixels, E_TransferSyn
             fail(path, "fragment " + std::to_string(i) + " of the pixel data cannot be read");
         }
         const std::size_t length = item->getLength();
+        // DCMTK looks for the stream's bit depth by walking its markers, and a TEM marker (FF01) anywhere in a
+        // fragment sends that walk into an endless loop. No stream of these syntaxes holds one: entropy-coded
+        // data escapes FF as FF00, and TEM belongs to arithmetic coding, which they exclude.
+        for (std::size_t k = 0; bytes != nullptr && k + 1 < length; ++k)
+            if (bytes[k] == 0xFF && bytes[k + 1] == 0x01)
+                fail(path, "fragment " + std::to_string(i) + ": a TEM marker (FF01) at byte " + std::to_string(k) +
+                               ", which no JPEG stream of this transfer syntax holds");
         if (bytes == nullptr || length < 2 || bytes[0] != 0xFF || bytes[1] != 0xD8) continue;
         const std::string problem = jpegStreamProblem(bytes, length, expected);
         if (!problem.empty()) fail(path, "fragment " + std::to_string(i) + ": " + problem);
