@@ -23,6 +23,7 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
 
 namespace velin_fuzz {
 namespace {
@@ -33,8 +34,10 @@ constexpr int kMaxMapSide = 4096;
 constexpr int kCanvasSide = 96;
 constexpr int kDepth = 48;
 
-// The parser is built once, as declaring the options costs more than most inputs take to check; before
-// every parse its state and the arguments it fills are reset, so each input is parsed as on a fresh start.
+// The parser is reused, as declaring the options costs more than most inputs take to check; before every
+// parse its state and the arguments it fills are reset, so each input is parsed as on a fresh start. CLI11's
+// clear() keeps the list of options in the order they were parsed, which grows with every parse (15 million
+// inputs made it ask for 4 GiB), so a new parser replaces it every few thousand inputs.
 struct Parser {
     CLI::App app;
     std::vector<std::string> inputs;
@@ -50,7 +53,11 @@ struct Parser {
 };
 
 const SegmentSettings* parseCommandLine(FuzzInput& input) {
-    static Parser parser;
+    constexpr int kParsesPerParser = 4096;
+    static std::unique_ptr<Parser> fresh;
+    static int parses = 0;
+    if (parses++ % kParsesPerParser == 0) fresh = std::make_unique<Parser>();
+    Parser& parser = *fresh;
     std::vector<std::string> words = {"velin", "segment", "input.npy", "-o", "out"};
     while (!input.atEnd() && words.size() < 40) words.push_back(input.text());
     std::vector<const char*> argv;
