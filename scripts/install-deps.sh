@@ -8,7 +8,7 @@ set -euo pipefail
 # so a new need is one word in the right line: a package in its group, a group in the groups that need it.
 declare -A groups=(
   [library]="build-essential cmake libboost-dev"
-  [demo]="library libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev zlib1g-dev
+  [demo]="library libcli11-dev nlohmann-json3-dev libpng-dev libtiff-dev libdeflate-dev
           libdcmtk-dev libopenjp2-7-dev pkg-config"
   [windows]="library g++-mingw-w64-x86-64 wine64"
   [test]="demo windows python fuzz pkg-config libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev"

@@ -2,13 +2,15 @@
 
 #include <Velin/Io/AtomicFile.h>
 
+#include <libdeflate.h>
 #include <png.h>
-#include <zlib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <stdexcept>
 
 namespace velin {
@@ -21,60 +23,71 @@ Picture::Picture(int w, int h, int c)
 
 namespace {
 
-// The pictures are written with zlib directly: one IDAT chunk of unfiltered rows deflated at the fastest
-// level. The B-scans with speckle that make up most of them hardly compress better at any setting, and
-// encoding was most of the program's own work with libpng's (slower) default or its "fast" setting.
-void appendBigEndian(std::vector<std::uint8_t>& out, std::uint32_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(value >> shift));
+// The pictures are encoded here rather than with libpng: one IDAT chunk of unfiltered rows, compressed in one
+// call with libdeflate at its fastest level. The B-scans with speckle that make up most of them hardly
+// compress better at any setting; libdeflate's fastest level takes less than half of zlib's time for files
+// a few per cent smaller, and encoding was most of the program's own work with libpng's settings.
+void putBigEndian(std::uint8_t* out, std::uint32_t value) {
+    for (int k = 0; k < 4; ++k) out[k] = static_cast<std::uint8_t>(value >> (24 - 8 * k));
 }
 
-void appendChunk(std::vector<std::uint8_t>& out, const char* type, const std::uint8_t* data, std::size_t size) {
-    appendBigEndian(out, static_cast<std::uint32_t>(size));
-    const std::size_t typeAt = out.size();
-    out.insert(out.end(), type, type + 4);
-    out.insert(out.end(), data, data + size);
-    const uLong crc = crc32(0L, out.data() + typeAt, static_cast<uInt>(size + 4));
-    appendBigEndian(out, static_cast<std::uint32_t>(crc));
+// Appends a chunk whose `size` data bytes are already in place after room for its length and type, which
+// start at `at`.
+void finishChunk(std::vector<std::uint8_t>& out, std::size_t at, const char* type, std::size_t size) {
+    putBigEndian(out.data() + at, static_cast<std::uint32_t>(size));
+    std::copy(type, type + 4, out.begin() + static_cast<std::ptrdiff_t>(at + 4));
+    const std::uint32_t crc = libdeflate_crc32(0, out.data() + at + 4, size + 4);
+    std::uint8_t tail[4];
+    putBigEndian(tail, crc);
+    out.insert(out.begin() + static_cast<std::ptrdiff_t>(at + 8 + size), tail, tail + 4);
 }
+
+struct CompressorDeleter {
+    void operator()(libdeflate_compressor* c) const { libdeflate_free_compressor(c); }
+};
 
 std::vector<std::uint8_t> encode(const std::string& path, const Picture& picture) {
     const std::size_t rowBytes = static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.channels);
-    z_stream stream{};
-    if (deflateInit(&stream, Z_BEST_SPEED) != Z_OK) throw FileWriteError(path + ": cannot encode PNG: out of memory");
-    const uLong rawSize = static_cast<uLong>((rowBytes + 1) * static_cast<std::size_t>(picture.height));
-    std::vector<std::uint8_t> compressed(deflateBound(&stream, rawSize));
-    stream.next_out = compressed.data();
-    stream.avail_out = static_cast<uInt>(compressed.size());
+    const std::size_t height = static_cast<std::size_t>(picture.height);
     // Each row is preceded by its filter type, 0 (none).
-    std::uint8_t filter = 0;
-    int status = Z_OK;
-    for (int y = 0; y < picture.height && status == Z_OK; ++y) {
-        stream.next_in = &filter;
-        stream.avail_in = 1;
-        status = deflate(&stream, Z_NO_FLUSH);
-        stream.next_in = const_cast<std::uint8_t*>(picture.pixels.data() + rowBytes * static_cast<std::size_t>(y));
-        stream.avail_in = static_cast<uInt>(rowBytes);
-        if (status == Z_OK) status = deflate(&stream, Z_NO_FLUSH);
+    std::vector<std::uint8_t> raw((rowBytes + 1) * height);
+    for (std::size_t y = 0; y < height; ++y) {
+        std::uint8_t* row = raw.data() + y * (rowBytes + 1);
+        row[0] = 0;
+        std::copy_n(picture.pixels.data() + y * rowBytes, rowBytes, row + 1);
     }
-    if (status == Z_OK) status = deflate(&stream, Z_FINISH);
-    const std::size_t compressedSize = stream.total_out;
-    deflateEnd(&stream);
-    if (status != Z_STREAM_END)
-        throw FileWriteError(path + ": cannot encode PNG: zlib status " + std::to_string(status));
+    const std::unique_ptr<libdeflate_compressor, CompressorDeleter> compressor(libdeflate_alloc_compressor(1));
+    if (!compressor) throw FileWriteError(path + ": cannot encode PNG: out of memory");
 
     static const std::uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-    std::vector<std::uint8_t> header;
-    appendBigEndian(header, static_cast<std::uint32_t>(picture.width));
-    appendBigEndian(header, static_cast<std::uint32_t>(picture.height));
+    constexpr std::size_t kHeaderSize = 13, kChunkFrame = 12;
+    const std::size_t bound = libdeflate_zlib_compress_bound(compressor.get(), raw.size());
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(8 + 3 * kChunkFrame + kHeaderSize + bound);
+    bytes.assign(kSignature, kSignature + 8);
+
+    const std::size_t headerAt = bytes.size();
+    bytes.resize(headerAt + 8 + kHeaderSize);
+    std::uint8_t* header = bytes.data() + headerAt + 8;
+    putBigEndian(header, static_cast<std::uint32_t>(picture.width));
+    putBigEndian(header + 4, static_cast<std::uint32_t>(picture.height));
     // 8 bits per sample; colour type 2 (RGB) or 0 (grey); compression, filter method and interlace all 0.
     const std::uint8_t rest[5] = {8, static_cast<std::uint8_t>(picture.channels == 3 ? 2 : 0), 0, 0, 0};
-    header.insert(header.end(), rest, rest + 5);
+    std::copy(rest, rest + 5, header + 8);
+    finishChunk(bytes, headerAt, "IHDR", kHeaderSize);
 
-    std::vector<std::uint8_t> bytes(kSignature, kSignature + 8);
-    bytes.reserve(compressedSize + 64);
-    appendChunk(bytes, "IHDR", header.data(), header.size());
-    appendChunk(bytes, "IDAT", compressed.data(), compressedSize);
-    appendChunk(bytes, "IEND", nullptr, 0);
+    // The data is compressed straight into its chunk; the bytes past what it used are dropped again.
+    const std::size_t dataAt = bytes.size();
+    bytes.resize(dataAt + 8 + bound);
+    const std::size_t compressedSize =
+        libdeflate_zlib_compress(compressor.get(), raw.data(), raw.size(), bytes.data() + dataAt + 8, bound);
+    if (compressedSize == 0) throw FileWriteError(path + ": cannot encode PNG: the compressed data did not fit");
+    bytes.resize(dataAt + 8 + compressedSize);
+    finishChunk(bytes, dataAt, "IDAT", compressedSize);
+
+    const std::size_t endAt = bytes.size();
+    bytes.resize(endAt + 8);
+    finishChunk(bytes, endAt, "IEND", 0);
     return bytes;
 }
 
