@@ -117,6 +117,7 @@ public:
             if (median || (run.run_type == Run::RT_Iteration && medians_.count(name) == 0)) {
                 realSeconds[name] = run.GetAdjustedRealTime() * unitSeconds(run.time_unit);
                 cpuSeconds[name] = run.GetAdjustedCPUTime() * unitSeconds(run.time_unit);
+                for (const auto& counter : run.counters) counters[name + "/" + counter.first] = counter.second.value;
             }
             if (median) medians_.insert(name);
         }
@@ -126,6 +127,8 @@ public:
     /// Seconds of `name`, or a negative number when it did not run.
     double real(const std::string& name) const { return find(realSeconds, name); }
     double cpu(const std::string& name) const { return find(cpuSeconds, name); }
+    /// The value of a benchmark's counter ("name/counter"), or a negative number when there is none.
+    double counter(const std::string& name) const { return find(counters, name); }
 
 private:
     static double unitSeconds(benchmark::TimeUnit unit) {
@@ -144,7 +147,7 @@ private:
         const auto found = times.find(name);
         return found == times.end() ? -1.0 : found->second;
     }
-    std::map<std::string, double> realSeconds, cpuSeconds;
+    std::map<std::string, double> realSeconds, cpuSeconds, counters;
     std::set<std::string> medians_;
 };
 

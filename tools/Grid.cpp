@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -190,14 +191,14 @@ const char* gridName(GridKind kind) {
 
 namespace {
 
-// Retina thickness of the A-scans of B-scans firstBScan..lastBScan; NaN elsewhere.
-std::vector<float> retinaThicknessOf(const VolumeView& volume, const Result& result, int firstBScan, int lastBScan) {
+// Retina thickness of the A-scans of B-scans firstBScan..lastBScan into `thickness`.
+void measureRetina(const VolumeView& volume, const Result& result, int firstBScan, int lastBScan,
+                   std::vector<float>& thickness) {
     // Speckle makes single samples unreliable; the band is found on a running mean of this many samples.
     constexpr int kWindow = 5;
     // Below the upper boundary the first samples still belong to the bright nerve-fibre layer.
     constexpr int kSkip = 2;
     const int depth = volume.depth;
-    std::vector<float> thickness(result.upperDepth.size(), std::numeric_limits<float>::quiet_NaN());
     std::vector<int> sums(static_cast<std::size_t>(std::max(depth, 1)));
     const std::size_t first = static_cast<std::size_t>(firstBScan) * volume.numAScans;
     const std::size_t end = static_cast<std::size_t>(lastBScan + 1) * volume.numAScans;
@@ -216,16 +217,33 @@ std::vector<float> retinaThicknessOf(const VolumeView& volume, const Result& res
             start + static_cast<int>(std::find(sums.begin(), sums.begin() + windows, best) - sums.begin());
         thickness[i] = static_cast<float>(bestDepth + kWindow / 2 - top);
     }
+}
+
+// Retina thickness of the A-scans of B-scans firstBScan..lastBScan, NaN elsewhere, with the B-scans shared
+// among up to `threads` threads: every A-scan is measured on its own, so the result is the same.
+std::vector<float> retinaThicknessOf(const VolumeView& volume, const Result& result, int firstBScan, int lastBScan,
+                                     int threads) {
+    std::vector<float> thickness(result.upperDepth.size(), std::numeric_limits<float>::quiet_NaN());
+    const int count = lastBScan - firstBScan + 1;
+    const int parts = std::clamp(threads, 1, std::max(1, count));
+    std::vector<std::thread> helpers;
+    for (int part = 1; part < parts; ++part)
+        helpers.emplace_back([&, part] {
+            measureRetina(volume, result, firstBScan + count * part / parts, firstBScan + count * (part + 1) / parts - 1,
+                          thickness);
+        });
+    measureRetina(volume, result, firstBScan, firstBScan + count / parts - 1, thickness);
+    for (std::thread& helper : helpers) helper.join();
     return thickness;
 }
 
 }  // namespace
 
 std::vector<float> retinaThickness(const VolumeView& volume, const Result& result) {
-    return retinaThicknessOf(volume, result, 0, result.numBScans - 1);
+    return retinaThicknessOf(volume, result, 0, result.numBScans - 1, 1);
 }
 
-GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing) {
+GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing, int threads) {
     const GridCentre fallback = scanCentre(result.numBScans, result.numAScans);
     if (!spacing.lateralKnown() || result.upperDepth.empty()) return fallback;
     const DiscRows disc = discRows(kEtdrsDiametersMm[0] * 500.0, spacing);
@@ -242,7 +260,7 @@ GridCentre findMacularCentre(const VolumeView& volume, const Result& result, con
     map.numBScans = numB;
     map.numAScans = numA;
     map.values = retinaThicknessOf(volume, result, std::max(0, firstB - disc.reach),
-                                   std::min(numB - 1, lastB + std::min(disc.reach, numB)));
+                                   std::min(numB - 1, lastB + std::min(disc.reach, numB)), threads);
     const RowSums rows(map);
 
     // Means of every disc first; a flat bottom holds several equal minima, and their centroid is the centre.

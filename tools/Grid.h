@@ -49,8 +49,10 @@ constexpr double kCircleDiameterMm = 3.46;
 /// taken from the top of the retina to the brightest sample below the nerve-fibre layer (the pigment
 /// epithelium, the brightest band of an OCT scan); the centre is the middle of the disc of 1 mm diameter
 /// with the thinnest mean, searched over the central half of the scan. The scan centre is used when the
-/// lateral spacing is unknown or no disc has enough measurements.
-GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing);
+/// lateral spacing is unknown or no disc has enough measurements. The retina is measured on up to `threads`
+/// threads; the centre does not depend on their number.
+GridCentre findMacularCentre(const VolumeView& volume, const Result& result, const Spacing& spacing,
+                             int threads = 1);
 
 /// Thickness of the retina per position in samples as findMacularCentre measures it; NaN without a top.
 std::vector<float> retinaThickness(const VolumeView& volume, const Result& result);

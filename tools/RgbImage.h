@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velin {
@@ -22,6 +23,13 @@ public:
     int height() const { return height_; }
     /// Interleaved R, G, B bytes, row after row from the top.
     const std::vector<std::uint8_t>& pixels() const { return pixels_; }
+    /// The pixels of row y (0 <= y < height), for filling whole rows faster than pixel by pixel.
+    std::uint8_t* row(int y) { return pixels_.data() + static_cast<std::size_t>(y) * width_ * 3; }
+    /// Hands the pixels over without a copy; the image is empty afterwards.
+    std::vector<std::uint8_t> releasePixels() {
+        width_ = height_ = 0;
+        return std::move(pixels_);
+    }
 
     /// Pixels outside the image are ignored by every drawing call.
     void set(int x, int y, Rgb colour);

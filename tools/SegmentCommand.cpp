@@ -27,6 +27,7 @@ struct SegmentRequest {
     std::vector<std::string> inputs;
     std::string outputDir;
     int jobs = 1;
+    bool timings = false;
     SegmentArguments arguments;  ///< arguments.threads: of the whole run, 0 = one per processor core
 };
 
@@ -59,7 +60,13 @@ std::string percentText(double share) {
     return text;
 }
 
-std::string doneLine(const VolumeSummary& s) {
+std::string millisecondsText(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.0f ms", seconds * 1e3);
+    return text;
+}
+
+std::string doneLine(const VolumeSummary& s, bool timings) {
     std::ostringstream line;
     line << "velin: " << printable(s.input) << ": " << s.result.bscansSegmented << "/" << s.result.numBScans
          << " B-scans segmented (axial factor " << s.result.axialFactor << "), coverage "
@@ -72,6 +79,10 @@ std::string doneLine(const VolumeSummary& s) {
     if (!s.gridSkipped.empty()) line << ", no grid (" << s.gridSkipped << ")";
     for (const std::string& note : s.notes) line << ", note: " << note;
     line << " -> " << printable(s.outputDir);
+    if (timings)
+        line << " (read " << millisecondsText(s.times.read) << ", segment " << millisecondsText(s.times.segment)
+             << ", measure " << millisecondsText(s.times.measure) << ", write " << millisecondsText(s.times.write)
+             << ")";
     return line.str();
 }
 
@@ -104,7 +115,7 @@ int runSegment(SegmentRequest& request) {
             };
             try {
                 const VolumeSummary summary = segmentFile(input, folders[i], volumeSettings, progress);
-                board.finish(slot, doneLine(summary), false);
+                board.finish(slot, doneLine(summary, request.timings), false);
             } catch (const CliError& e) {
                 ++failures;
                 board.finish(slot, errorLine(e.what(), e.file()), true);
@@ -140,6 +151,9 @@ void addSegmentCommand(CLI::App& app, int& exitStatus) {
         ->check(CLI::Range(1, 256))
         ->type_name("N")
         ->default_str("1");
+    cmd->add_flag("--timings", request->timings,
+                  "After each volume, the wall time of reading it, segmenting it (engine and refinement), measuring "
+                  "it (thickness and grid) and writing its outputs");
     cmd->callback([request, &exitStatus]() { exitStatus = runSegment(*request); });
 }
 

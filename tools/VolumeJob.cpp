@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -27,9 +28,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-io::Picture toPicture(const RgbImage& image) {
-    io::Picture picture(image.width(), image.height(), 3);
-    picture.pixels = image.pixels();
+class Stopwatch {
+public:
+    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
+
+private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+io::Picture toPicture(RgbImage&& image) {
+    io::Picture picture(0, 0, 3);
+    picture.width = image.width(), picture.height = image.height();
+    picture.pixels = image.releasePixels();
     return picture;
 }
 
@@ -170,6 +180,7 @@ SpacingChoice chooseSpacing(const VolumeInput& volume, const SegmentSettings& se
 
 VolumeSummary segmentFile(const std::string& input, const std::string& outputDir, const SegmentSettings& settings,
                           const ProgressCallback& progress) {
+    const Stopwatch reading;
     io::Volume volume;
     try {
         volume = io::readVolume(input, settings.read);
@@ -178,7 +189,10 @@ VolumeSummary segmentFile(const std::string& input, const std::string& outputDir
     } catch (const std::bad_alloc&) {
         throw CliError("not enough memory to read the volume", input);
     }
-    return segmentVolume(volume, input, outputDir, settings, progress);
+    const double readSeconds = reading.seconds();
+    VolumeSummary summary = segmentVolume(volume, input, outputDir, settings, progress);
+    summary.times.read = readSeconds;
+    return summary;
 }
 
 std::string failureText(const Result& result) {
@@ -207,7 +221,10 @@ MeasuredVolume measureVolume(const VolumeInput& volume, const SegmentSettings& s
     measured.options.aScanSpacingUm = input.spacing.aScanUm;
     measured.options.bScanSpacingUm = input.spacing.bScanUm;
     measured.options.progress = progress;
+    const Stopwatch segmenting;
     measured.result = segment(view, measured.options);
+    measured.times.segment = segmenting.seconds();
+    const Stopwatch measuring;
     // The callback may refer to the caller's state, which need not outlive this call.
     measured.options.progress = nullptr;
     const Result& result = measured.result;
@@ -232,13 +249,15 @@ MeasuredVolume measureVolume(const VolumeInput& volume, const SegmentSettings& s
     if (kind == GridKind::None && (settings.grid == GridChoice::Etdrs || settings.grid == GridChoice::Circle))
         measured.gridSkipped = gridNote;
     if (kind != GridKind::None) measured.grid = gridOf(kind, view, measured);
+    measured.times.measure = measuring.seconds();
     return measured;
 }
 
 GridResult gridOf(GridKind kind, const VolumeView& view, const MeasuredVolume& measured) {
     const Spacing& spacing = measured.input.spacing;
     const GridCentre centre =
-        kind == GridKind::Etdrs ? findMacularCentre(view, measured.result, spacing) : findDiscCentre(measured.result);
+        kind == GridKind::Etdrs ? findMacularCentre(view, measured.result, spacing, resolvedThreads(measured.options.threads))
+                                : findDiscCentre(measured.result);
     return evaluateGrid(kind, centre, measured.map, spacing, measured.input.eye);
 }
 
@@ -316,7 +335,10 @@ VolumeSummary segmentVolume(const io::Volume& volume, const std::string& label, 
     VolumeSummary summary;
     summary.input = label;
     summary.outputDir = outputDir;
+    const Stopwatch writing;
     summary.files = writeOutputs(input.view, measured, outputDir);
+    summary.times = measured.times;
+    summary.times.write = writing.seconds();
     summary.unit = measured.map.unit();
     summary.thickness = measured.thickness;
     summary.gridSkipped = measured.gridSkipped;

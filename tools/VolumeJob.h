@@ -41,6 +41,15 @@ struct VolumeInput {
     std::vector<std::string> notes;  ///< what was not taken from the file as it stands (io::Volume::notes)
 };
 
+/// Wall time of each step of one volume, in seconds; 0 for a step that did not run (reading, for a volume
+/// handed over in memory).
+struct StepTimes {
+    double read = 0.0;
+    double segment = 0.0;  ///< the engine and the boundary refinement (velin::segment)
+    double measure = 0.0;  ///< thickness map, grid and its centre
+    double write = 0.0;    ///< every output file, pictures included
+};
+
 /// A volume segmented and measured, before anything is written.
 struct MeasuredVolume {
     ReportInput input;  ///< the volume as the report describes it: the spacing and eye actually used
@@ -51,6 +60,7 @@ struct MeasuredVolume {
     GridResult grid;          ///< kind None when no grid was evaluated
     std::string gridNote;     ///< why no grid was evaluated
     std::string gridSkipped;  ///< why a grid asked for by name was not evaluated; empty otherwise
+    StepTimes times;          ///< segment and measure
 };
 
 struct VolumeSummary {
@@ -62,6 +72,7 @@ struct VolumeSummary {
     std::vector<std::string> files;  ///< names written into outputDir
     std::string gridSkipped;         ///< why a grid asked for by name was not evaluated; empty otherwise
     std::vector<std::string> notes;  ///< values of the file that were not used (io::Volume::notes)
+    StepTimes times;
 };
 
 struct SpacingChoice {

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <regex>
 #include <set>
 
 #ifndef _WIN32
@@ -246,11 +247,15 @@ TEST_F(CliCommand, ParallelJobsGiveTheSameOutputsAsOneAtATimeAndAFailureDoesNotS
                                 "circle", "--threads", "1"});
     ASSERT_EQ(serial.status, 0) << serial.err;
     EXPECT_TRUE(io_test::contains(serial.out, "no grid (lateral spacing unknown")) << serial.out;
+    // --timings adds the time of each step to the volume's line, and changes nothing else.
     const Outcome parallel = run({"segment", file("phantom.npy"), file("absent.npy"), file("second.npy"), "-o",
-                                  file("parallel"), "-j", "2", "--threads", "3", "--grid", "circle"});
+                                  file("parallel"), "-j", "2", "--threads", "3", "--grid", "circle", "--timings"});
     EXPECT_EQ(parallel.status, 1);
     EXPECT_EQ(lineCount(parallel.err), 1u) << parallel.err;
     EXPECT_EQ(lineCount(parallel.out), 2u) << parallel.out;
+    const std::regex timed(R"(-> .* \(read \d+ ms, segment [1-9]\d* ms, measure \d+ ms, write \d+ ms\)\n)");
+    EXPECT_EQ(std::distance(std::sregex_iterator(parallel.out.begin(), parallel.out.end(), timed), {}), 2)
+        << parallel.out;
     for (const char* stem : {"phantom", "second"}) {
         const fs::path a = fs::path(file("serial")) / stem, b = fs::path(file("parallel")) / stem;
         ASSERT_EQ(namesIn(a), namesIn(b)) << stem;
