@@ -78,7 +78,12 @@ void VelinDetectorIpp::correctAcrossScans(MatrixList& points, int /*width*/) {
         for (std::uint32_t r = 0; r < m.getRowCount(); ++r) {
             const std::int32_t x = static_cast<std::int32_t>(m(r, 0));
             const std::int32_t z = static_cast<std::int32_t>(m(r, 2));
-            m.setRow(r, MathPackage::VectorN(x, depths.at(x + 1, z + 1), z));
+            // In place for the three-column rows the B-scans store; a row copy (and its check) otherwise.
+            if (m.getColumnCount() == 3) {
+                m(r, 0) = x, m(r, 1) = depths.at(x + 1, z + 1), m(r, 2) = z;
+            } else {
+                m.setRow(r, MathPackage::VectorN(x, depths.at(x + 1, z + 1), z));
+            }
         }
     }
 }

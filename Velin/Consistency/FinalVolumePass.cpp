@@ -57,14 +57,32 @@ void VelinDetectorIpp::refineSurfaces() {
         Matrix& lower = boundaryList2[u];
         Matrix& upperValues = valueList1[u];
         Matrix& lowerValues = valueList2[u];
-        for (std::uint32_t k = 0; k < upper.getRowCount(); ++k) {
-            const MathPackage::VectorN row1 = upper.getRow(k);
+        // The lists as the B-scans store them are read and written in place; anything else goes through row
+        // copies, whose checks report a malformed list. Both give the same rows; the copies cost an allocation
+        // each, which added up to most of this pass.
+        const std::uint32_t count = upper.getRowCount();
+        const bool inPlace = upper.getColumnCount() == 3 && lower.getColumnCount() == 3 &&
+                             upperValues.getColumnCount() == 4 && lowerValues.getColumnCount() == 4 &&
+                             lower.getRowCount() >= count && upperValues.getRowCount() >= count &&
+                             lowerValues.getRowCount() >= count;
+        for (std::uint32_t k = 0; k < count; ++k) {
+            double row1[3], row2[3], w3, w4;
+            if (inPlace) {
+                for (std::uint32_t c = 0; c < 3; ++c) row1[c] = upper(k, c), row2[c] = lower(k, c);
+                w3 = upperValues(k, 3);
+                w4 = lowerValues(k, 3);
+            } else {
+                const MathPackage::VectorN r1 = upper.getRow(k);
+                const MathPackage::VectorN r2 = lower.getRow(k);
+                for (std::uint32_t c = 0; c < 3; ++c) row1[c] = r1[c], row2[c] = r2[c];
+                w3 = upperValues.getRow(k)[3];
+                w4 = lowerValues.getRow(k)[3];
+            }
             const std::int32_t x1 = static_cast<std::int32_t>(row1[0]);
             const std::int32_t d1 = static_cast<std::int32_t>(row1[1]);
             const std::int32_t z1 = static_cast<std::int32_t>(row1[2]);
             std::int32_t a = static_cast<std::int32_t>(raw1.at(z1 + kSurfaceBorder, x1 + kSurfaceBorder));
 
-            const MathPackage::VectorN row2 = lower.getRow(k);
             const std::int32_t x2 = static_cast<std::int32_t>(row2[0]);
             const std::int32_t d2 = static_cast<std::int32_t>(row2[1]);
             const std::int32_t z2 = static_cast<std::int32_t>(row2[2]);
@@ -72,9 +90,6 @@ void VelinDetectorIpp::refineSurfaces() {
 
             // The lower boundary never lies above the upper one.
             if (a > b) b = a;
-
-            double w3 = upperValues.getRow(k)[3];
-            double w4 = lowerValues.getRow(k)[3];
 
             const bool farBelowBoth = d1 - a > kMaxDepthBelowSurface && d2 - b > kMaxDepthBelowSurface;
             if (farBelowBoth || a == kDropped || b == kDropped) {
@@ -84,10 +99,20 @@ void VelinDetectorIpp::refineSurfaces() {
                 w4 = 0.0;
             }
 
-            upper.setRow(k, MathPackage::VectorN(x1, a, z1));
-            lower.setRow(k, MathPackage::VectorN(x2, b, z2));
-            upperValues.setRow(k, MathPackage::VectorN(x1, a, z1, w3));
-            lowerValues.setRow(k, MathPackage::VectorN(x2, b, z2, w4));
+            if (inPlace) {
+                const double rows1[4] = {double(x1), double(a), double(z1), w3};
+                const double rows2[4] = {double(x2), double(b), double(z2), w4};
+                for (std::uint32_t c = 0; c < 4; ++c) {
+                    if (c < 3) upper(k, c) = rows1[c], lower(k, c) = rows2[c];
+                    upperValues(k, c) = rows1[c];
+                    lowerValues(k, c) = rows2[c];
+                }
+            } else {
+                upper.setRow(k, MathPackage::VectorN(x1, a, z1));
+                lower.setRow(k, MathPackage::VectorN(x2, b, z2));
+                upperValues.setRow(k, MathPackage::VectorN(x1, a, z1, w3));
+                lowerValues.setRow(k, MathPackage::VectorN(x2, b, z2, w4));
+            }
         }
     }
 }

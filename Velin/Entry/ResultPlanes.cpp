@@ -76,6 +76,26 @@ void writeEntry(std::size_t k, const MatrixList& boundaries1, const MatrixList& 
     }
 }
 
+// Whether every entry k holds points of B-scan k only, readable in place: then each entry writes only its own
+// row of the planes, and the rows after it are still -1 when it is bridged.
+bool entriesKeepToTheirRows(const MatrixList& boundaries1, const MatrixList& boundaries2, const MatrixList& values1,
+                            const MatrixList& values2) {
+    for (std::size_t k = 0; k < boundaries1.size(); ++k) {
+        const Matrix& upper = boundaries1[k];
+        for (std::uint32_t i = 0; i < upper.getRowCount(); ++i) {
+            const Matrix& lower = boundaries2[k];
+            const bool inPlace = i < lower.getRowCount() && i < values1[k].getRowCount() &&
+                                 i < values2[k].getRowCount() && upper.getColumnCount() >= 3 &&
+                                 lower.getColumnCount() >= 3 && values1[k].getColumnCount() >= 4 &&
+                                 values2[k].getColumnCount() >= 4;
+            if (!inPlace) return false;
+            const std::int32_t own = static_cast<std::int32_t>(k);
+            if (truncateToInt32(upper(i, 2)) != own || truncateToInt32(lower(i, 2)) != own) return false;
+        }
+    }
+    return true;
+}
+
 // Bridges short runs of -1 along every A-scan column (across B-scans) of the two boundary planes.
 void bridgeAcrossBScans(BoundaryColumns& columns, int numAScans, std::int32_t maxGap) {
     const std::size_t n = static_cast<std::size_t>(columns.numBScans);
@@ -98,12 +118,17 @@ void fillResultPlanes(const MatrixList& boundaryList1, const MatrixList& boundar
     const int numBScans = std::max(plane1.getRowCount(), 0);
     const int numAScans = std::max(plane1.getColumnCount(), 0);
     BoundaryColumns columns(numBScans, numAScans);
+    // The gaps are bridged after every entry. When each entry writes only its own B-scan's row, bridging once
+    // at the end gives the same planes: after entry k the rows past k are still -1, so a gap closes only at a
+    // row already written and is bridged the same whenever it is bridged, and a bridged run never starts
+    // another. That is the usual case, and bridging after every entry costs a pass over both planes per
+    // B-scan.
+    const bool onceAtTheEnd = entriesKeepToTheirRows(boundaryList1, boundaryList2, valueList1, valueList2);
     for (std::size_t k = 0; k < boundaryList1.size(); ++k) {
         writeEntry(k, boundaryList1, boundaryList2, valueList1, valueList2, columns, plane3, plane4);
-        // Bridging after every entry rather than once at the end gives the same planes, because each entry
-        // writes only its own B-scan's row and a gap reaching past the rows written so far stays open.
-        bridgeAcrossBScans(columns, numAScans, maxGap);
+        if (!onceAtTheEnd) bridgeAcrossBScans(columns, numAScans, maxGap);
     }
+    if (onceAtTheEnd) bridgeAcrossBScans(columns, numAScans, maxGap);
     for (int b = 0; b < numBScans; ++b) {
         for (int a = 0; a < numAScans; ++a) {
             plane1[b][a] = columns.at(columns.upper, b, a);

@@ -97,6 +97,52 @@ TEST(ResultPlanes, WriteDepthsAndTruncatedValuesAtTheUpperRowsPositionsAndBridge
     }
 }
 
+// Gaps are bridged as if after every entry. Bridging once at the end is the same when each entry keeps to its
+// own B-scan's row (checked on random lists against bridging after every entry), and not otherwise: then the
+// planes must still be bridged entry by entry.
+TEST(ResultPlanes, BridgingAfterEveryEntryIsKeptWhenAnEntryWritesAnotherBScansRow) {
+    const int numB = 12, numA = 5, maxGap = 6;
+    std::srand(7);
+    for (int trial = 0; trial < 50; ++trial) {
+        MatrixList boundaries, values;
+        ShortPlane expected(numB, numA);
+        expected.fill(-1);
+        for (int b = 0; b < numB; ++b) {
+            Rows points;
+            for (int a = 0; a < numA; ++a) {
+                if (std::rand() % 3 == 0) continue;  // not found
+                // Mostly depths, now and then -1 or -2, which bridging treats as a gap cell and as neither.
+                const int roll = std::rand() % 10, depth = roll == 0 ? -1 : roll == 1 ? -2 : 20 + std::rand() % 50;
+                points.push_back({double(a), double(depth), double(b)});
+                expected[b][a] = static_cast<std::int16_t>(depth);
+            }
+            boundaries.push_back(rows(3, points));
+            values.push_back(rows(4, points));
+            for (int a = 0; a < numA; ++a) {
+                V column(numB);
+                for (int r = 0; r < numB; ++r) column[r] = expected[r][a];
+                column = bridged(column, maxGap);
+                for (int r = 0; r < numB; ++r) expected[r][a] = column[r];
+            }
+        }
+        ShortPlane p1(numB, numA), p2(numB, numA), p3(numB, numA), p4(numB, numA);
+        fillResultPlanes(boundaries, boundaries, values, values, maxGap, p1, p2, p3, p4);
+        for (int b = 0; b < numB; ++b)
+            for (int a = 0; a < numA; ++a) ASSERT_EQ(p1[b][a], expected[b][a]) << trial << " " << b << " " << a;
+    }
+
+    // Entry 0 also writes B-scan 3, so rows 1 and 2 are bridged at once; entry 2 then puts -2 into row 2, which
+    // bridging once at the end would read as no gap at all.
+    MatrixList boundaries, values;
+    for (const Rows& points : std::vector<Rows>{{{0, 10, 0}, {0, 40, 3}}, {}, {{0, -2, 2}}, {}}) {
+        boundaries.push_back(rows(3, points));
+        values.push_back(rows(4, points));
+    }
+    ShortPlane q1(4, 1), q2(4, 1), q3(4, 1), q4(4, 1);
+    fillResultPlanes(boundaries, boundaries, values, values, 4, q1, q2, q3, q4);
+    EXPECT_EQ(V({q1[0][0], q1[1][0], q1[2][0], q1[3][0]}), V({10, 20, -2, 40}));
+}
+
 TEST(ResultStore, RowsFollowSegmentOrderAndEveryBScanAddsOneEntryToEachList) {
     VelinDetectorIpp detector;
     fillTwoSegments(detector);
