@@ -199,7 +199,8 @@ void measureRetina(const VolumeView& volume, const Result& result, int firstBSca
     // Below the upper boundary the first samples still belong to the bright nerve-fibre layer.
     constexpr int kSkip = 2;
     const int depth = volume.depth;
-    std::vector<int> sums(static_cast<std::size_t>(std::max(depth, 1)));
+    // Five samples sum to at most 1275: 16 bits hold it, and twice as many sums fit in a vector register.
+    std::vector<std::uint16_t> sums(static_cast<std::size_t>(std::max(depth, 1)));
     const std::size_t first = static_cast<std::size_t>(firstBScan) * volume.numAScans;
     const std::size_t end = static_cast<std::size_t>(lastBScan + 1) * volume.numAScans;
     for (std::size_t i = first; i < end; ++i) {
@@ -208,11 +209,13 @@ void measureRetina(const VolumeView& volume, const Result& result, int firstBSca
         const int start = std::max(top, static_cast<int>(result.lowerDepth[i])) + kSkip;
         if (start + kWindow > depth) continue;
         const std::uint8_t* aScan = volume.data + i * static_cast<std::size_t>(depth) + start;
-        // Every window's sum first, then the first window with the greatest: two loops the compiler vectorises.
+        // Every window's sum and the greatest in one loop the compiler vectorises, then the first window with it.
         const int windows = depth - kWindow + 1 - start;
-        for (int k = 0; k < windows; ++k)
-            sums[k] = aScan[k] + aScan[k + 1] + aScan[k + 2] + aScan[k + 3] + aScan[k + 4];
-        const int best = *std::max_element(sums.begin(), sums.begin() + windows);
+        std::uint16_t best = 0;
+        for (int k = 0; k < windows; ++k) {
+            sums[k] = static_cast<std::uint16_t>(aScan[k] + aScan[k + 1] + aScan[k + 2] + aScan[k + 3] + aScan[k + 4]);
+            best = std::max(best, sums[k]);
+        }
         const int bestDepth =
             start + static_cast<int>(std::find(sums.begin(), sums.begin() + windows, best) - sums.begin());
         thickness[i] = static_cast<float>(bestDepth + kWindow / 2 - top);

@@ -55,8 +55,17 @@ double scaleTop(const ThicknessMap& map) {
     for (float v : map.values)
         if (!std::isnan(v)) values.push_back(v);
     if (values.empty()) return 1.0;
-    std::sort(values.begin(), values.end());
-    const double high = std::max(1.0, percentileOfSorted(values, 99.0));
+    // Only the two values around the 99th percentile's rank are needed, in their sorted places: selected
+    // rather than sorting them all, which gives the same value as percentileOfSorted on the sorted list.
+    const double rank = 0.99 * static_cast<double>(values.size() - 1);
+    const std::size_t below = static_cast<std::size_t>(std::floor(rank));
+    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(below), values.end());
+    const float lower = values[below];
+    const float upper = below + 1 < values.size()
+                            ? *std::min_element(values.begin() + static_cast<std::ptrdiff_t>(below) + 1, values.end())
+                            : lower;
+    const double fraction = rank - static_cast<double>(below);
+    const double high = std::max(1.0, lower + fraction * (static_cast<double>(upper) - lower));
     const double step = niceStep(high);
     return std::ceil(high / step) * step;
 }

@@ -22,7 +22,7 @@ table=$(awk -F'\t' -v coverage="$coverage" '
   {
     if (!($2 in runs)) order[++count] = $2
     runs[$2]++; executions[$2] += $4; seconds[$2] += $3; edges[$2] = $5; features[$2] = $6; corpus[$2] = $7
-    if ($8 != "clean") crashes[$2]++
+    if ($8 != "clean" && $8 != "interrupted") crashes[$2]++
   }
   END {
     print "| target | runs | hours | executions | edges | features | corpus | lines reached | crashes |"

@@ -74,7 +74,10 @@ for target in "${targets[@]}"; do
   features=$(echo "$coverage" | awk '{print $4}')
   entries=$(find "$corpus" -type f | wc -l)
   outcome=clean
-  if [ "$status" -ne 0 ]; then
+  if grep -q 'libFuzzer: run interrupted' "$log"; then
+    # Stopped by a signal (Ctrl-C, kill): what ran before is clean.
+    outcome=interrupted
+  elif [ "$status" -ne 0 ]; then
     outcome="crash (see $log)"
     failed+=("$target")
   fi
