@@ -67,6 +67,9 @@ public:
     /// The frequency-domain low-pass of rawImage into filteredImage through `work`, an image of the FFT size
     /// whose region outside the B-scan carries over from the previous B-scan's inverse transform.
     bool lowPassBScan(ippImage32f& work);
+    /// lowPassBScan's transforms limited to the mask's live columns; false, with `work` unchanged, when that
+    /// cannot give the full transforms' bits (see LoadBScan.cpp).
+    bool lowPassInBand(ippImage32f& work);
     bool deriveBScanImages();  ///< rescaling of filteredImage, intensityImage and responseImage
     void diffuse(ippImage32f& image, int iterations, double rate);
 
@@ -142,6 +145,9 @@ public:
     Orvan::Ipp::IppiFFTSpec_R_32f* fftSpec = nullptr;
     float maskRingRadius = 0.0f;
     float maskWidth = 0.5f;
+    /// Complex columns of the packed spectrum in which the mask is not all zero (columns 1.. are packed
+    /// columns 2j-1 and 2j); 0 when all are, so that the transforms are done whole.
+    std::int32_t fftLiveColumns = 0;
 
     // B-scan-size images, allocated at setup in this order.
     ippImage32f filteredImage;

@@ -184,6 +184,7 @@ std::unique_ptr<VelinDetectorIpp> makeHelper(const VelinDetectorIpp& owner) {
         if (Ipp::ippiCopy_32f_C1R(mask.getData(), mask.getStep(), helper->fftFilterImage.getData(),
                                   helper->fftFilterImage.getStep(), mask.getSize()) != Ipp::ippStsNoErr)
             return nullptr;
+        helper->fftLiveColumns = owner.fftLiveColumns;  // the columns of that mask the transforms compute
         return helper;
     } catch (const std::exception&) {
         return nullptr;

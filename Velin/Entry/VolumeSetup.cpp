@@ -47,6 +47,23 @@ void writeTransfer(ippImage32f& image, int u, int v, float value) {
     }
 }
 
+// Complex columns of the packed mask up to the last with a non-zero value; 0 when that is every column, as
+// the band-limited transforms would then save nothing.
+std::int32_t liveMaskColumns(const ippImage32f& mask) {
+    const int width = mask.getWidth(), half = width / 2;
+    int live = 1;
+    for (int y = 0; y < mask.getHeight(); ++y) {
+        const Ipp32f* row = mask.getRow(y);
+        for (int j = half - 1; j >= live; --j) {
+            if (row[2 * j - 1] != 0.0f || row[2 * j] != 0.0f) {
+                live = j + 1;
+                break;
+            }
+        }
+    }
+    return live >= half ? 0 : live;
+}
+
 IppStatus clearImage(ippImage8u& image) { return ippiSet_8u_C1R(0, image.getData(), image.getStep(), image.getSize()); }
 
 IppStatus clearImage(ippImage32f& image) {
@@ -126,6 +143,7 @@ void VelinDetectorIpp::buildFrequencyMask(float ringRadius, float width) {
             writeTransfer(fftFilterImage, u, h - 1 - v, m);
         }
     }
+    fftLiveColumns = liveMaskColumns(fftFilterImage);
 }
 
 }  // namespace Velin

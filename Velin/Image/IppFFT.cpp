@@ -1,6 +1,7 @@
 // Real 2-D FFT in the packed layout: rows first (each real row through a half-length complex transform),
 // then the columns of the row spectra, both with the batched kernel of FftBatch.
 
+#include <Velin/Image/FftBand.h>
 #include <Velin/Image/FftContext.h>
 #include <Velin/Image/FftTranspose.h>
 #include <Velin/Image/IppChecks.h>
@@ -167,8 +168,10 @@ VELIN_SIMD_CLONES void inverseRows(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int
     }
 }
 
-void columns(const IppiFFTSpec_R_32f& s, bool inverse) {
-    for (int c0 = 0; c0 < s.half; c0 += kColumnBlock) {
+// The first `live` columns of the planes (all of them: s.half). Whole blocks only, so that every column is
+// transformed in the same company of lanes however many are live.
+void columns(const IppiFFTSpec_R_32f& s, bool inverse, int live) {
+    for (int c0 = 0; c0 < live; c0 += kColumnBlock) {
         const int lanes = std::min(kColumnBlock, s.half - c0);
         s.columnFft->transform(s.planeRe.data() + c0, s.planeIm.data() + c0, s.planeStride, lanes, inverse);
     }
@@ -179,7 +182,8 @@ void columns(const IppiFFTSpec_R_32f& s, bool inverse) {
 // Column 0 of the planes holds C(k) = A(k,0) + i A(k,W/2), the transform of two real columns at once.
 // A(k,0) = (C(k) + conj C(H-k))/2 and A(k,W/2) = (C(k) - conj C(H-k))/(2i); each is stored as a vertical
 // pack: Re at row 2k-1, Im at row 2k, and the purely real A(0) and A(H/2) at rows 0 and H-1.
-VELIN_SIMD_CLONES void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep) {
+// Columns 1..live-1 of the planes as they are, +0 for the columns from `live` on (live = s.half: all of them).
+VELIN_SIMD_CLONES void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstStep, int live) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     const float* pr = s.planeRe.data();
@@ -189,10 +193,11 @@ VELIN_SIMD_CLONES void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstSte
         Ipp32f* out = detail::rowAt(pDst, dstStep, y);
         const float* rowRe = pr + y * ps;
         const float* rowIm = pi + y * ps;
-        for (int j = 1; j < n; ++j) {
+        for (int j = 1; j < live; ++j) {
             out[2 * j - 1] = rowRe[j] * scale;
             out[2 * j] = rowIm[j] * scale;
         }
+        for (int j = std::max(live, 1); j < n; ++j) out[2 * j - 1] = out[2 * j] = 0.0f;
     }
     const int last = W - 1;
     const auto put = [&](int row, int column, float v) { detail::rowAt(pDst, dstStep, row)[column] = v * scale; };
@@ -218,7 +223,8 @@ VELIN_SIMD_CLONES void pack(const IppiFFTSpec_R_32f& s, Ipp32f* pDst, int dstSte
     }
 }
 
-VELIN_SIMD_CLONES void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep) {
+// Columns from `live` on are not read, and become +0 in the planes (live = s.half: all are read).
+VELIN_SIMD_CLONES void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, int srcStep, int live) {
     const int W = s.width, H = s.height, n = s.half;
     const std::ptrdiff_t ps = s.planeStride;
     float* pr = s.planeRe.data();
@@ -229,10 +235,11 @@ VELIN_SIMD_CLONES void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, in
         const Ipp32f* in = detail::rowAt(pSrc, srcStep, y);
         float* rowRe = pr + cols.reversed(y) * ps;
         float* rowIm = pi + cols.reversed(y) * ps;
-        for (int j = 1; j < n; ++j) {
+        for (int j = 1; j < live; ++j) {
             rowRe[j] = in[2 * j - 1];
             rowIm[j] = in[2 * j];
         }
+        for (int j = std::max(live, 1); j < n; ++j) rowRe[j] = rowIm[j] = 0.0f;
     }
     const int last = W - 1;
     const auto get = [&](int row, int column) { return detail::rowAt(pSrc, srcStep, row)[column]; };
@@ -261,20 +268,24 @@ VELIN_SIMD_CLONES void unpack(const IppiFFTSpec_R_32f& s, const Ipp32f* pSrc, in
     }
 }
 
-// Both directions check their arguments alike; rows come first going forward and last coming back.
+// Both directions check their arguments alike; rows come first going forward and last coming back. Only the
+// first `live` columns of the planes are transformed, rounded up to whole column blocks.
 IppStatus transform(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep, const IppiFFTSpec_R_32f* fft,
-                    bool inverse) {
+                    bool inverse, int live) {
     if (pSrc == nullptr || pDst == nullptr || fft == nullptr) return ippStsNullPtrErr;
     if (!isLiveFft(fft)) return ippStsContextMatchErr;
     if (srcStep < 1 || dstStep < 1) return ippStsStepErr;
+    const int n = fft->half;
+    live = std::min(n, (std::max(live, 1) + kColumnBlock - 1) / kColumnBlock * kColumnBlock);
     if (inverse) {
-        unpack(*fft, pSrc, srcStep);
-        columns(*fft, true);
+        // The source is read whole into the planes before the destination is written, so both may be one image.
+        unpack(*fft, pSrc, srcStep, live);
+        columns(*fft, true, live);
         inverseRows(*fft, pDst, dstStep);
     } else {
         forwardRows(*fft, pSrc, srcStep);
-        columns(*fft, false);
-        pack(*fft, pDst, dstStep);
+        columns(*fft, false, live);
+        pack(*fft, pDst, dstStep, live);
     }
     return ippStsNoErr;
 }
@@ -340,12 +351,22 @@ IppStatus ippiFFTFree_R_32f(IppiFFTSpec_R_32f* pFFTSpec) {
 
 IppStatus ippiFFTFwd_RToPack_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
                                      const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the FFT object owns its buffers*/) {
-    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, false);
+    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, false, pFFTSpec != nullptr ? pFFTSpec->half : 0);
 }
 
 IppStatus ippiFFTInv_PackToR_32f_C1R(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
                                      const IppiFFTSpec_R_32f* pFFTSpec, Ipp8u* /*pBuffer: the FFT object owns its buffers*/) {
-    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, true);
+    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, true, pFFTSpec != nullptr ? pFFTSpec->half : 0);
+}
+
+IppStatus fftForwardLowBand(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
+                            const IppiFFTSpec_R_32f* pFFTSpec, int liveColumns) {
+    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, false, liveColumns);
+}
+
+IppStatus fftInverseLowBand(const Ipp32f* pSrc, int srcStep, Ipp32f* pDst, int dstStep,
+                            const IppiFFTSpec_R_32f* pFFTSpec, int liveColumns) {
+    return transform(pSrc, srcStep, pDst, dstStep, pFFTSpec, true, liveColumns);
 }
 
 }  // namespace Ipp

@@ -1,9 +1,11 @@
 #include <Velin/VelinDetectorIpp.h>
 
+#include <Velin/Image/FftBand.h>
 #include <Velin/Image/IppPrimitives.h>
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace Orvan {
 namespace Velin {
@@ -48,6 +50,10 @@ bool VelinDetectorIpp::lowPassBScan(ippImage32f& work) {
                                   rawImage.getSize()))) {
         return false;
     }
+    if (fftLiveColumns > 0 && lowPassInBand(work)) {
+        return ok(ippiCopy_32f_C1R(work.getData(), work.getStep(), filteredImage.getData(), filteredImage.getStep(),
+                                   filteredImage.getSize()));
+    }
     if (!ok(ippiFFTFwd_RToPack_32f_C1R(work.getData(), work.getStep(), spectrumImage.getData(), spectrumImage.getStep(),
                                        fftSpec, nullptr))) {
         return false;
@@ -62,6 +68,38 @@ bool VelinDetectorIpp::lowPassBScan(ippImage32f& work) {
     }
     return ok(ippiCopy_32f_C1R(work.getData(), work.getStep(), filteredImage.getData(), filteredImage.getStep(),
                                filteredImage.getSize()));
+}
+
+// The mask zeroes most of the spectrum's columns (high frequencies along depth), so the transforms skip them:
+// the forward one does not compute them, the inverse one does not read them. Every value the mask keeps is
+// computed by the very operations of the full transforms, and a skipped value is a zero where the full
+// product is a zero (the spectrum is finite, so times 0 it is +0 or -0). Adding or multiplying a zero gives
+// the same result whatever its sign unless the result is itself zero, so the inverse differs from the full
+// one at most in the sign of outputs that are exactly zero. Those are rare (a flat B-scan), and the sign can
+// matter later (the minimum, the Sobel response), so any exact zero sends the B-scan through the full
+// transforms again, from `work`, which the inverse here leaves alone: it works in spectrumImage, which then
+// changes places with `work`.
+bool VelinDetectorIpp::lowPassInBand(ippImage32f& work) {
+    if (work.getStep() != spectrumImage.getStep() || work.getWidth() != spectrumImage.getWidth() ||
+        work.getHeight() != spectrumImage.getHeight())
+        return false;
+    if (fftForwardLowBand(work.getData(), work.getStep(), spectrumImage.getData(), spectrumImage.getStep(), fftSpec,
+                          fftLiveColumns) != ippStsNoErr ||
+        ippiMulPack_32f_C1IR(fftFilterImage.getData(), fftFilterImage.getStep(), spectrumImage.getData(),
+                             spectrumImage.getStep(), spectrumImage.getSize()) != ippStsNoErr ||
+        fftInverseLowBand(spectrumImage.getData(), spectrumImage.getStep(), spectrumImage.getData(),
+                          spectrumImage.getStep(), fftSpec, fftLiveColumns) != ippStsNoErr)
+        return false;
+    for (int y = 0; y < spectrumImage.getHeight(); ++y) {
+        const Ipp32f* row = spectrumImage.getRow(y);
+        bool zero = false;
+        for (int x = 0; x < spectrumImage.getWidth(); ++x) zero |= row[x] == 0.0f;
+        if (zero) return false;
+    }
+    std::swap(work.data, spectrumImage.data);
+    std::swap(work.rows, spectrumImage.rows);
+    lastStatus = ippStsNoErr;
+    return true;
 }
 
 bool VelinDetectorIpp::deriveBScanImages() {

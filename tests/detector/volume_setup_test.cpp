@@ -1,5 +1,7 @@
 #include "DetectorTestHelpers.h"
 
+#include <cstring>
+
 namespace {
 
 std::unique_ptr<VelinDetectorIpp> setUp(int aScans, int depth, float selector = 0.0f,
@@ -140,6 +142,37 @@ TEST(BScanLoading, TheWorkImageOutsideTheBScanKeepsThePreviousTransform) {
         for (int y = 0; y < 8; ++y)
             for (int x = 0; x < 64; ++x)
                 ASSERT_NEAR(d->fftWorkImage.getRow(y)[x], expected[i], 1e-4) << i << ": " << x << "," << y;
+    }
+}
+
+// The low-pass skips the spectrum's columns the mask zeroes, and must still give the bits of the whole
+// transforms, also outside the B-scan, where the next B-scan reads them: on speckle, on a dark B-scan, and
+// through a mask that passes nothing, whose low-pass is exactly zero: only the whole transforms give each zero
+// its sign.
+TEST(BScanLoading, SkippingTheMaskedColumnsKeepsEveryBitOfTheLowPass) {
+    const auto bits = [](const ippImage32f& image, int width, int height) {
+        std::vector<std::uint32_t> out(static_cast<std::size_t>(width) * height);
+        for (int y = 0; y < height; ++y) std::memcpy(&out[static_cast<std::size_t>(y) * width], image.getRow(y), 4u * width);
+        return out;
+    };
+    std::vector<std::uint8_t> volume;
+    // Unpadded, with more live columns than one block of the column transform; padded; nothing passed.
+    for (const auto& shape : {std::array<int, 3>{256, 512, 1}, {50, 200, 1}, {64, 256, 0}}) {
+        const int aScans = shape[0], depth = shape[1];
+        const auto sample = [depth](std::size_t i) { return i / depth % 12 == 3 ? 0 : (i * 2654435761u >> 7) % 256; };
+        auto skipping = loaded(volume, 12, aScans, depth, sample);
+        auto whole = loaded(volume, 12, aScans, depth, sample);
+        ASSERT_GT(skipping->fftLiveColumns, 0) << depth;
+        whole->fftLiveColumns = 0;
+        if (shape[2] == 0)
+            for (auto* d : {skipping.get(), whole.get()})
+                fillImage(d->fftFilterImage, d->fftFilterImage.getWidth(), d->fftFilterImage.getHeight(), 0.0f);
+        for (int b : {0, 3, 4, 3}) {  // B-scan 3 is dark
+            ASSERT_TRUE(skipping->loadBScan(b) == whole->loadBScan(b));
+            const int w = skipping->fftWorkImage.getWidth(), h = skipping->fftWorkImage.getHeight();
+            ASSERT_EQ(bits(skipping->fftWorkImage, w, h), bits(whole->fftWorkImage, w, h)) << depth << " " << b;
+            ASSERT_EQ(bits(skipping->filteredImage, depth, aScans), bits(whole->filteredImage, depth, aScans));
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 // recorded with the first, plainly vectorised transform; they hold for the plain row kernels and, where the
 // processor has AVX2, for the AVX2 ones.
 
+#include <Velin/Image/FftBand.h>
 #include <Velin/Image/FftContext.h>
 #include <Velin/Image/IppPrimitives.h>
 
@@ -10,6 +11,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 using namespace Orvan::Ipp;
@@ -72,4 +74,67 @@ TEST(FftBits, EveryOutputBitOfThePairStaysAsRecorded) {
             EXPECT_EQ(pairHash(c.orderX, c.orderY, plain), c.hash)
                 << "orders " << c.orderX << ", " << c.orderY << (plain ? ", plain kernels" : "") << ": 0x" << std::hex
                 << pairHash(c.orderX, c.orderY, plain);
+}
+
+namespace {
+
+// Bits of the packed image at (x, y), which the comparisons below need to tell +0 from -0.
+std::uint32_t bitsAt(const Ipp32f* image, int step, int x, int y) {
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, reinterpret_cast<const unsigned char*>(image) + static_cast<std::size_t>(y) * step + 4 * x, 4);
+    return bits;
+}
+
+}  // namespace
+
+// The transforms limited to a low band of columns give the full transforms' bits in that band (+0 beyond it
+// going forward), and an inverse whose outputs differ from the full inverse's at most in the sign of exact
+// zeros, when the spectrum beyond the band is zero; -0 there, which the full inverse reads, is the hard case.
+TEST(FftBits, LowBandTransformsKeepTheBitsOfTheColumnsTheyCompute) {
+    for (const auto& order : {std::pair<int, int>{10, 9}, {9, 6}, {8, 3}, {5, 4}}) {
+        const int width = 1 << order.first, height = 1 << order.second, half = width / 2;
+        int step = 0;
+        std::vector<Ipp32f*> images;
+        for (int i = 0; i < 5; ++i) images.push_back(ippiMalloc_32f_C1(width, height, &step));
+        Ipp32f *samples = images[0], *full = images[1], *band = images[2], *back = images[3], *bandBack = images[4];
+        std::uint32_t state = 99u;
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                state = state * 1664525u + 1013904223u;
+                samples[static_cast<std::size_t>(y) * (step / 4) + x] = static_cast<float>(state >> 24);
+            }
+        IppiFFTSpec_R_32f* fft = nullptr;
+        ASSERT_EQ(ippiFFTInitAlloc_R_32f(&fft, order.first, order.second, IPP_FFT_DIV_BY_SQRTN, ippAlgHintAccurate),
+                  ippStsNoErr);
+        ASSERT_EQ(ippiFFTFwd_RToPack_32f_C1R(samples, step, full, step, fft, nullptr), ippStsNoErr);
+        for (int live : {1, 3, half / 2 + 1, half - 1, half}) {
+            SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) + ", live " + std::to_string(live));
+            ASSERT_EQ(fftForwardLowBand(samples, step, band, step, fft, live), ippStsNoErr);
+            for (int y = 0; y < height; ++y)
+                for (int x = 0; x < width; ++x) {
+                    const bool kept = x < 2 * live || x == width - 1;
+                    const std::uint32_t b = bitsAt(band, step, x, y);
+                    if (kept || b != 0u) ASSERT_EQ(b, bitsAt(full, step, x, y)) << x << "," << y;
+                }
+            // The full spectrum with -0 beyond the band, through both inverses; the band one in place.
+            std::memcpy(band, full, static_cast<std::size_t>(step) * height);
+            for (int y = 0; y < height; ++y)
+                for (int x = 2 * live - 1; x < width - 1; ++x)
+                    if (x > 0) band[static_cast<std::size_t>(y) * (step / 4) + x] = -0.0f;
+            ASSERT_EQ(ippiFFTInv_PackToR_32f_C1R(band, step, back, step, fft, nullptr), ippStsNoErr);
+            ASSERT_EQ(fftInverseLowBand(band, step, bandBack, step, fft, live), ippStsNoErr);
+            ASSERT_EQ(fftInverseLowBand(band, step, band, step, fft, live), ippStsNoErr);
+            for (int y = 0; y < height; ++y)
+                for (int x = 0; x < width; ++x) {
+                    const float expected = back[static_cast<std::size_t>(y) * (step / 4) + x];
+                    ASSERT_EQ(bitsAt(band, step, x, y), bitsAt(bandBack, step, x, y)) << x << "," << y;
+                    if (expected == 0.0f)
+                        ASSERT_EQ(bandBack[static_cast<std::size_t>(y) * (step / 4) + x], 0.0f) << x << "," << y;
+                    else
+                        ASSERT_EQ(bitsAt(bandBack, step, x, y), bitsAt(back, step, x, y)) << x << "," << y;
+                }
+        }
+        ippiFFTFree_R_32f(fft);
+        for (Ipp32f* image : images) ippiFree(image);
+    }
 }
