@@ -4,6 +4,8 @@
 #include <Velin/Refine/CrossScanAgreement.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <atomic>
 #include <cstddef>
 #include <exception>
@@ -14,6 +16,32 @@
 namespace Orvan {
 namespace Velin {
 namespace Refine {
+
+namespace {
+
+// A boundary at z is where the tissue below it begins, so it lies within 0..depth. The lower boundary is set as
+// a thickness below the top, and a thickness bridged along the B-scan or agreed across B-scans, where the top
+// lies deeper than where that thickness was measured, can reach past the A-scan's last sample: the layer then
+// runs out of the scan there, and its boundary is not found. A top outside the A-scan takes its lower boundary
+// with it.
+void dropBoundariesOutsideTheAScans(const VolumeInput& in, const VolumeOutput& out) {
+    const float depth = static_cast<float>(in.depth);
+    const auto outside = [depth](float z) { return !std::isnan(z) && !(z >= 0.0f && z <= depth); };
+    const std::size_t positions = static_cast<std::size_t>(in.numBScans) * static_cast<std::size_t>(in.numAScans);
+    for (std::size_t i = 0; i < positions; ++i) {
+        const bool top = outside(out.upper[i]);
+        if (top) {
+            out.upper[i] = std::numeric_limits<float>::quiet_NaN();
+            out.upperConfidence[i] = 0.0f;
+        }
+        if (top || outside(out.lower[i])) {
+            out.lower[i] = std::numeric_limits<float>::quiet_NaN();
+            out.lowerConfidence[i] = 0.0f;
+        }
+    }
+}
+
+}  // namespace
 
 void refineVolume(const VolumeInput& in, const VolumeOutput& out, int threads) {
     const ScanSpacing spacing = resolveSpacing(in.spacing, in.numBScans, in.numAScans, in.depth);
@@ -64,6 +92,7 @@ void refineVolume(const VolumeInput& in, const VolumeOutput& out, int threads) {
     if (settings.agreeAcrossBScans)
         agreeAcrossBScans({in.numBScans, in.numAScans, out.upper, out.lower, out.upperConfidence, out.lowerConfidence},
                           settings.agreementTolerance);
+    dropBoundariesOutsideTheAScans(in, out);
 }
 
 }  // namespace Refine

@@ -224,6 +224,8 @@ void entrySeeds() {
             bytes.insert(bytes.end(), b, b + 4);
         }
         bytes.push_back(c.smoothing);
+        // Two threads and refined boundaries, at the device's usual spacing (the target's list: 2, 4, 5).
+        bytes.insert(bytes.end(), {1, 2, 4, 5});
         bytes.insert(bytes.end(), {c.layered, 12, 4, 40});
         for (int k = 0; k < 64; ++k) bytes.push_back(static_cast<std::uint8_t>(k * 37));
         seed("entry", c.name, bytes);
