@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -230,11 +231,17 @@ std::vector<float> retinaThicknessOf(const VolumeView& volume, const Result& res
     const int count = lastBScan - firstBScan + 1;
     const int parts = std::clamp(threads, 1, std::max(1, count));
     std::vector<std::thread> helpers;
-    for (int part = 1; part < parts; ++part)
-        helpers.emplace_back([&, part] {
+    for (int part = 1; part < parts; ++part) {
+        const auto measurePart = [&, part] {
             measureRetina(volume, result, firstBScan + count * part / parts, firstBScan + count * (part + 1) / parts - 1,
                           thickness);
-        });
+        };
+        try {
+            helpers.emplace_back(measurePart);
+        } catch (const std::system_error&) {
+            measurePart();  // no thread to be had: this one measures that part too
+        }
+    }
     measureRetina(volume, result, firstBScan, firstBScan + count / parts - 1, thickness);
     for (std::thread& helper : helpers) helper.join();
     return thickness;
