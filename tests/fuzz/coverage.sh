@@ -28,6 +28,8 @@ sources() {
     read_img) echo "$io/ImgReader.cpp $readers_common" ;;
     read_raw) echo "$io/RawReader.cpp $readers_common" ;;
     read_tiff) echo "$io/TiffReader.cpp $readers_common" ;;
+    read_dicom) echo "$io/DicomReader.cpp $io/DicomMetadata.cpp $io/JpegStreamCheck.cpp $io/Jpeg2000Decoder.cpp \
+      $readers_common" ;;
     entry) echo "$root/Velin/Api/Segment.cpp $root/Velin/Api/AxialSampling.cpp $root/Velin/Api/ArgumentCheck.h" ;;
     options) echo "$root/tools/SegmentArguments.cpp $root/tools/AxialFactor.cpp $root/tools/ShapeOption.cpp \
       $root/tools/Grid.cpp $root/tools/ThicknessMap.cpp $io/SpacingCheck.cpp" ;;
@@ -38,7 +40,7 @@ export ASAN_OPTIONS=detect_leaks=0
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 printf '%-10s %8s %8s %7s\n' target lines reached share
-for target in read_npy read_vol read_img read_raw read_tiff entry options; do
+for target in read_npy read_vol read_img read_raw read_tiff read_dicom entry options; do
   corpus="$fuzz_build/fuzz-corpus/$target"
   [ -d "$corpus" ] || continue
   program="$build/tests/fuzz/fuzz_$target"
@@ -49,11 +51,12 @@ for target in read_npy read_vol read_img read_raw read_tiff entry options; do
   llvm-cov-14 report "$program" -instr-profile="$scratch/$target.profdata" $(sources "$target") |
     awk -v t="$target" '/^TOTAL/ { printf "%-10s %8s %8d %7s\n", t, $8, $8 - $9, $10 }'
   if [ "$target" = entry ]; then
-    # The engine under the checked entry, in the shared library: the detector's steps and image primitives.
+    # The engine under the checked entry, in the shared library: the detector's steps, the image primitives
+    # and the boundary refinement.
     # shellcheck disable=SC2046
     llvm-cov-14 report "$build/Velin/libvelin.so" -instr-profile="$scratch/$target.profdata" \
       $(find "$root/Velin/Entry" "$root/Velin/Preparation" "$root/Velin/Tracing" "$root/Velin/Consistency" \
-        "$root/Velin/Image" -name '*.cpp') |
+        "$root/Velin/Refine" "$root/Velin/Image" -name '*.cpp') |
       awk '/^TOTAL/ { printf "%-10s %8s %8d %7s\n", "(engine)", $8, $8 - $9, $10 }'
   fi
 done
