@@ -38,14 +38,20 @@ struct PointRows {
     double aScan1, depth1, bScan1, aScan2, depth2, bScan2, value1, value2;
 };
 
-// Row i of each of the four k-th matrices. Elements are read in place when every matrix has the row and the
-// columns; otherwise through row copies, whose checks then report the malformed list as before.
+// Whether row i (a row of `upper`) can be read in place from all four matrices: each has the row and the
+// columns read.
+bool readableInPlace(const Matrix& upper, const Matrix& lower, const Matrix& values1, const Matrix& values2,
+                     std::uint32_t i) {
+    return i < lower.getRowCount() && i < values1.getRowCount() && i < values2.getRowCount() &&
+           upper.getColumnCount() >= 3 && lower.getColumnCount() >= 3 && values1.getColumnCount() >= 4 &&
+           values2.getColumnCount() >= 4;
+}
+
+// Row i of each of the four k-th matrices. Elements are read in place when readableInPlace; otherwise through
+// row copies, whose checks then report the malformed list as before.
 PointRows readRows(const Matrix& upper, const Matrix& lower, const Matrix& values1, const Matrix& values2,
                    std::uint32_t i) {
-    const bool inPlace = i < lower.getRowCount() && i < values1.getRowCount() && i < values2.getRowCount() &&
-                         upper.getColumnCount() >= 3 && lower.getColumnCount() >= 3 && values1.getColumnCount() >= 4 &&
-                         values2.getColumnCount() >= 4;
-    if (inPlace) {
+    if (readableInPlace(upper, lower, values1, values2, i)) {
         return PointRows{upper(i, 0), upper(i, 1), upper(i, 2),   lower(i, 0),
                          lower(i, 1), lower(i, 2), values1(i, 3), values2(i, 3)};
     }
@@ -83,12 +89,9 @@ bool entriesKeepToTheirRows(const MatrixList& boundaries1, const MatrixList& bou
     for (std::size_t k = 0; k < boundaries1.size(); ++k) {
         const Matrix& upper = boundaries1[k];
         for (std::uint32_t i = 0; i < upper.getRowCount(); ++i) {
+            // The other lists are looked at only for an entry with rows, as writeEntry does.
             const Matrix& lower = boundaries2[k];
-            const bool inPlace = i < lower.getRowCount() && i < values1[k].getRowCount() &&
-                                 i < values2[k].getRowCount() && upper.getColumnCount() >= 3 &&
-                                 lower.getColumnCount() >= 3 && values1[k].getColumnCount() >= 4 &&
-                                 values2[k].getColumnCount() >= 4;
-            if (!inPlace) return false;
+            if (!readableInPlace(upper, lower, values1[k], values2[k], i)) return false;
             const std::int32_t own = static_cast<std::int32_t>(k);
             if (truncateToInt32(upper(i, 2)) != own || truncateToInt32(lower(i, 2)) != own) return false;
         }
